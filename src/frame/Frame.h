@@ -24,8 +24,3 @@ COMMONTARN_API TRandomizer& GetUniqueKeyRandomizer();
 // How many steps of the load list have run, and how many unload actions are pending.
 COMMONTARN_API int GetFrameLoadedSteps();
 COMMONTARN_API int GetFramePendingUnloads();
-
-// Run the load list and the reverse unload list; the module's entry points call them once
-// each, when the system loads and unloads the library.
-void FrameLoad();
-void FrameUnload();

@@ -27,8 +27,8 @@ extern COMMONTARN_API const char _defaultTrimSet[];
 
 // A buffer in transit. It owns exactly one count and is received exactly once, by a String
 // constructor or assignment; it has no destructor, so a SubString that is never received
-// keeps its buffer for ever.
-class [[nodiscard]] COMMONTARN_API SubString {
+// keeps its buffer for ever; the operations that make one are marked nodiscard.
+class COMMONTARN_API SubString {
 public:
     explicit SubString(char* p = nullptr) : text(p) {}
     SubString& operator=(const SubString& s)
@@ -38,16 +38,21 @@ public:
     }
 
     // n bytes of s in a new buffer.
-    static SubString Create(const char* s, unsigned long n);
+    [[nodiscard]] static SubString Create(const char* s, unsigned long n);
     // Shares the empty buffer kept for this function.
-    static SubString CreateNull();
+    [[nodiscard]] static SubString CreateNull();
     // Moves the buffer out of s, leaving s holding nothing (it may then only be destroyed).
-    static SubString TransformToSubString(String& s);
+    [[nodiscard]] static SubString TransformToSubString(String& s);
 
 private:
     friend class String;
     char* text;
 };
+
+// Joins of every mix of String and text, each in a new buffer.
+[[nodiscard]] COMMONTARN_API SubString operator+(const String& a, const String& b);
+[[nodiscard]] COMMONTARN_API SubString operator+(const String& a, const char* b);
+[[nodiscard]] COMMONTARN_API SubString operator+(const char* a, const String& b);
 
 class COMMONTARN_API String {
 public:
@@ -102,9 +107,9 @@ public:
     static void operator delete(void* p, NH_Heap& heap);
 
     // Slices and joins, each in a new buffer.
-    SubString Left(unsigned long n) const;
-    SubString Right(unsigned long n) const;
-    SubString Mid(unsigned long pos, unsigned long n) const;
+    [[nodiscard]] SubString Left(unsigned long n) const;
+    [[nodiscard]] SubString Right(unsigned long n) const;
+    [[nodiscard]] SubString Mid(unsigned long pos, unsigned long n) const;
 
     // Conversions through strtol, strtoul and atof; what does not parse gives 0.
     char to_char(int base = 10) const { return static_cast<char>(StringToString(base)); }
@@ -183,9 +188,9 @@ public:
     long FindLastNotOf(const String& set) const { return FindLastNotOf(set.text); }
 
     // Joins of every mix of String and text.
-    friend COMMONTARN_API SubString operator+(const String& a, const String& b);
-    friend COMMONTARN_API SubString operator+(const String& a, const char* b);
-    friend COMMONTARN_API SubString operator+(const char* a, const String& b);
+    friend SubString operator+(const String& a, const String& b);
+    friend SubString operator+(const String& a, const char* b);
+    friend SubString operator+(const char* a, const String& b);
 
     // Comparisons through Compare, so they follow the thread's CaseSensitive mode.
     friend int operator==(const String& a, const String& b) { return Compare(a.text, b.text) == 0; }

@@ -1,0 +1,109 @@
+// The load list of the library's process-wide objects and its reverse unload.
+#include "frame/Frame.h"
+#include "frame/FrameEntry.h"
+
+#include <new>
+#include <utility>
+
+#include "NH_Heap.h"
+#include "TarnPlatform.h"
+#include "numeric/Randomizer.h"
+#include "text/StringInternals.h"
+#include "text/TextString.h"
+
+NH_Heap* _stringHeap = nullptr;
+uint32_t _loaderThreadId = 0;
+uint32_t _systemPageSize = 0;
+uint32_t _allocationGranularity = 0;
+
+namespace {
+
+// Storage for a static object that the load list builds and the unload list destroys, so
+// that the order is the list's and not the compiler's.
+template <class T>
+class FrameObject {
+public:
+    template <class... Args>
+    void Build(Args&&... args)
+    {
+        ::new (static_cast<void*>(storage)) T(std::forward<Args>(args)...);
+    }
+    void Destroy() { Get().~T(); }
+    T& Get() { return *std::launder(reinterpret_cast<T*>(storage)); }
+
+private:
+    alignas(T) unsigned char storage[sizeof(T)];
+};
+
+FrameObject<NH_Heap> stringHeapObject;
+FrameObject<TRandomizer> uniqueKeyRandomizer;
+FrameObject<String> emptyWhy;
+
+struct FrameStep {
+    void (*load)();
+    void (*unload)();  // null: nothing to undo
+};
+
+// The string heap comes up ahead of everything and goes last, after every block that the
+// other steps made has gone back to it.
+const FrameStep loadList[] = {
+    {[] {
+         stringHeapObject.Build(1, "StringHeap");
+         _stringHeap = &stringHeapObject.Get();
+     },
+     [] { stringHeapObject.Destroy(); }},
+    {[] { uniqueKeyRandomizer.Build(0); }, nullptr},
+    {[] { _loaderThreadId = GetCurrentThreadId(); }, nullptr},
+    // The empty buffer of String() is built first, then the empty text of exceptions on it.
+    {[] { BuildSharedEmptyBuffers(); }, [] { ReleaseSharedEmptyBuffers(); }},
+    {[] { emptyWhy.Build(); }, [] { emptyWhy.Destroy(); }},
+    {[] {
+         SYSTEM_INFO info;
+         GetSystemInfo(&info);
+         _systemPageSize = info.dwPageSize;
+         _allocationGranularity = info.dwAllocationGranularity;
+     },
+     nullptr},
+};
+
+const int kStepCount = sizeof loadList / sizeof loadList[0];
+
+// Unload actions in the order their steps ended.
+void (*unloadActions[kStepCount])();
+int loadedSteps = 0;
+int pendingUnloads = 0;
+
+}  // namespace
+
+void FrameLoad()
+{
+    if (loadedSteps != 0)
+        return;
+    for (const FrameStep& step : loadList) {
+        step.load();
+        ++loadedSteps;
+        if (step.unload)
+            unloadActions[pendingUnloads++] = step.unload;
+    }
+}
+
+void FrameUnload()
+{
+    while (pendingUnloads > 0)
+        unloadActions[--pendingUnloads]();
+}
+
+TRandomizer& GetUniqueKeyRandomizer()
+{
+    return uniqueKeyRandomizer.Get();
+}
+
+int GetFrameLoadedSteps()
+{
+    return loadedSteps;
+}
+
+int GetFramePendingUnloads()
+{
+    return pendingUnloads;
+}
