@@ -1,5 +1,5 @@
 // Shared main for the benchmark programs: runs the benchmarks, then prints for each pair
-// how the library's time compares with its peer's, measured in the same run.
+// how the library's CPU time compares with its peer's, measured in the same run.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -23,7 +23,7 @@ public:
         for (const Run& run : runs)
             if (!run.error_occurred && run.run_type == Run::RT_Iteration)
                 nanoseconds[run.benchmark_name()] =
-                    run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
+                    run.GetAdjustedCPUTime() * benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond) /
                     benchmark::GetTimeUnitMultiplier(run.time_unit);
         ConsoleReporter::ReportRuns(runs);
     }

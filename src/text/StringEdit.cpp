@@ -39,7 +39,7 @@ char* String::OpenGap(unsigned long pos, unsigned long n)
     if (r->refCount >= 2)
         r = Clone(0);
     const unsigned long length = r->length;
-    if (n > kMaxStringLength - length)
+    if (n > kMaxLength - length)
         RaiseStringTooLong();
     if (pos > length)
         pos = length;

@@ -16,9 +16,8 @@ const char _defaultTrimSet[] = " \t";
 
 namespace {
 
-// The empty buffers of String(), Clear() and SubString::CreateNull(). They are reached from
-// every thread while counts are plain words, so their count is pinned at kSharedForEver:
-// never taken up or down, so no race can free them, and every writer finds them shared.
+// The empty buffers of String(), Clear() and SubString::CreateNull(), their counts pinned
+// at String::kSharedForEver.
 enum { eDefaultEmpty, eClearEmpty, eNullEmpty, eEmptyCount };
 char* sharedEmpty[eEmptyCount];
 
@@ -84,7 +83,7 @@ void BuildSharedEmptyBuffers()
 {
     for (char*& empty : sharedEmpty) {
         String s("");
-        s.GetStringRef()->refCount = kSharedForEver;
+        s.GetStringRef()->refCount = String::kSharedForEver;
         empty = s.text;
         s.text = nullptr;
     }
@@ -110,7 +109,7 @@ long String::RoundBufferSize(long size)
 
 char* NewStringBuffer(const char* s, unsigned long length)
 {
-    if (length > kMaxStringLength)
+    if (length > String::kMaxLength)
         RaiseStringTooLong();
     const uint32_t bufferSize = static_cast<uint32_t>((length + 1 + 7) & ~7UL);
     NH_Heap* heap = _stringHeap;
@@ -137,17 +136,6 @@ void RaiseStringTooLong()
 void String::Allocate(const char* s, unsigned long len)
 {
     text = NewStringBuffer(s, len);
-}
-
-void String::Release()
-{
-    if (!text)
-        return;
-    StringRef* r = GetStringRef();
-    if (r->refCount == kSharedForEver)
-        return;
-    if (--r->refCount == 0 && r->heap)
-        NH_Heap::FreeMem(r);
 }
 
 StringRef* String::Clone(long size)
@@ -196,7 +184,7 @@ void String::CopyBeforeWrite()
 
 void String::EnsureBufferSize(unsigned long n)
 {
-    if (n > kMaxStringLength)
+    if (n > kMaxLength)
         RaiseStringTooLong();
     if (GetStringRef()->bufferSize < n + 1)
         ReallocBuffer(static_cast<long>(n + 1));
@@ -265,11 +253,6 @@ String::String(const char* s, int isText, unsigned long pos, unsigned long n)
         Allocate(nullptr, 0);
     else
         Allocate(s + pos, n < length - pos ? n : length - pos);
-}
-
-String::String(const String& s) : text(s.text)
-{
-    AddReference(GetStringRef());
 }
 
 String::String(const String& s, unsigned long pos, unsigned long n)
@@ -377,11 +360,6 @@ void String::BuildFromFormat(const char* buffer)
     Allocate(buffer, std::strlen(buffer));
 }
 
-String::~String()
-{
-    Release();
-}
-
 String& String::operator=(const String& s)
 {
     if (this == &s)
@@ -443,7 +421,7 @@ SubString String::Mid(unsigned long pos, unsigned long n) const
 
 SubString String::Concatenate(const char* a, unsigned long aLen, const char* b, unsigned long bLen)
 {
-    if (aLen > kMaxStringLength || bLen > kMaxStringLength - aLen)
+    if (aLen > kMaxLength || bLen > kMaxLength - aLen)
         RaiseStringTooLong();
     char* text = NewStringBuffer(nullptr, aLen + bLen);
     std::memcpy(text, a, aLen);

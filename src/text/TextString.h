@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "CommonTarnExport.h"
+#include "NH_Heap.h"
 
 class NH_Heap;
 class String;
@@ -56,13 +57,19 @@ private:
 
 class COMMONTARN_API String {
 public:
+    // The longest text, the same on every target: length, terminator and rounding fit 31 bits.
+    static constexpr unsigned long kMaxLength = 0x7FFFFFF0ul;
+    // Count of the pinned empty buffers, shared by all threads: never taken up or down, so
+    // no race can free them, and every writer finds them shared.
+    static constexpr uint32_t kSharedForEver = 0xFFFFFFFFu;
+
     // Construction: every constructor that makes text makes a new buffer.
     String();
     String(const char* s);
     // isText not 0: the piece of the zero-terminated s from pos, at most n characters.
     // isText 0: exactly n bytes from s + pos, zero bytes included.
     String(const char* s, int isText, unsigned long pos, unsigned long n);
-    String(const String& s);
+    String(const String& s) : text(s.text) { AddReference(GetStringRef()); }
     String(const String& s, unsigned long pos, unsigned long n);
     String(const SubString& s);
     String(char c, unsigned long n);
@@ -75,7 +82,7 @@ public:
     explicit String(unsigned long v, const char* fmt = nullptr);
     explicit String(float v, const char* fmt = nullptr);
     explicit String(double v, const char* fmt = nullptr);
-    ~String();
+    ~String() { Release(); }
 
     String& operator=(const String& s);
     String& operator=(const char* s);
@@ -238,7 +245,19 @@ private:
     static SubString Concatenate(const char* a, const char* b);
     // Makes this String hold a new buffer of len characters, copied from s when s is not null.
     void Allocate(const char* s, unsigned long len);
-    void Release();
+    static void AddReference(StringRef* r)
+    {
+        if (r->refCount != kSharedForEver)
+            ++r->refCount;
+    }
+    void Release()
+    {
+        if (!text)
+            return;
+        StringRef* r = GetStringRef();
+        if (r->refCount != kSharedForEver && --r->refCount == 0 && r->heap)
+            NH_Heap::FreeMem(r);
+    }
     void BuildFromFormat(const char* buffer);
     String& InsertFill(unsigned long pos, char c, unsigned long n);
     // Opens a gap of n bytes at pos (clamped) and answers where it starts.
@@ -287,9 +306,21 @@ public:
 COMMONTARN_API char* stristr(const char* text, const char* needle);
 COMMONTARN_API char* strristr(const char* text, const char* needle);
 
-// Fast path of appending one character: room left in the buffer, or the heap's own spare
-// capacity, takes it without a call into the library.
+// Appending one character grows the buffer to exactly the new length, as every insert does;
+// this inline path saves the call into the library while the heap block has room to spare.
 inline String& String::operator+=(char c)
 {
-    return Insert(static_cast<unsigned long>(-1), c, 1);
+    StringRef* r = GetStringRef();
+    const uint32_t length = r->length;
+    if (r->refCount != 1 || !r->heap || length >= kMaxLength)
+        return Insert(static_cast<unsigned long>(-1), c, 1);
+    if (r->bufferSize <= length + 1) {
+        r = static_cast<StringRef*>(r->heap->Realloc(r, sizeof(StringRef) + length + 2, 0));
+        r->bufferSize = length + 2;
+        text = reinterpret_cast<char*>(r + 1);
+    }
+    text[length] = c;
+    text[length + 1] = 0;
+    r->length = length + 1;
+    return *this;
 }
