@@ -1,11 +1,98 @@
 // The first program to run: a host that uses the library the way an application would.
+// It makes no set-up call; loading the library did all of that.
 #include <CommonTarn.h>
 
 #include <cstdio>
+#include <initializer_list>
+
+namespace {
+
+// How many String objects hold the buffer of s: the count in the header in front of the text.
+unsigned long Holders(const String& s)
+{
+    return (reinterpret_cast<const StringRef*>(s.c_str()) - 1)->refCount;
+}
+
+void Section(const char* title)
+{
+    std::printf("\n== %s\n", title);
+}
+
+void ShowStrings()
+{
+    Section("Strings share one buffer until one of them is written");
+    String original("The quick brown fox");
+    String copy(original);
+    std::printf("original \"%s\" and its copy share a buffer: %s, holders %lu\n", original.c_str(),
+                original.c_str() == copy.c_str() ? "yes" : "no", Holders(original));
+
+    copy.Replace(4, 5, "slow").Append(" jumps");
+    std::printf("after editing the copy: original \"%s\" (holders %lu), copy \"%s\"\n", original.c_str(),
+                Holders(original), copy.c_str());
+
+    String words(original + " / " + copy.Right(5));
+    words.MakeUpper();
+    std::printf("joined and upper-cased: \"%s\"\n", words.c_str());
+    std::printf("\"FOX\" found at %ld without regard to case, \"cat\" at %ld\n", original.FindFirst("FOX", 0),
+                original.FindFirst("cat", 1));
+
+    String padded("  \tsettings.cfg  ");
+    padded.Trim();
+    std::printf("trimmed: \"%s\", number text: \"%s\" and \"%s\"\n", padded.c_str(), String(-5, "%04d").c_str(),
+                String(3.14159).c_str());
+
+    {
+        CaseSensitive ignoreCase(0);
+        std::printf("inside a CaseSensitive(0) scope \"Readme\" == \"README\": %d\n",
+                    String("Readme") == "README");
+    }
+    std::printf("after the scope: %d\n", String("Readme") == "README");
+}
+
+void ShowRandomNumbers()
+{
+    Section("Random numbers (Park and Miller, seed 1)");
+    TRandomizer random(1);
+    std::printf("first states:");
+    for (int i = 0; i < 3; ++i)
+        std::printf(" %lu", random.Get(0x7FFFFFFF));
+    std::printf("\ndice:");
+    for (int i = 0; i < 10; ++i)
+        std::printf(" %lu", random.GetInRange(1, 6));
+    String name;
+    random.SetString(name, 8, 12, nullptr);
+    std::printf("\na random name: %s\n", name.c_str());
+
+    int order[8];
+    random.CreateArrayOfUniqueUnsortedIndexes(8, order);
+    std::printf("a shuffled order:");
+    for (int index : order)
+        std::printf(" %d", index);
+    std::printf("\n");
+}
+
+void ShowChecksums()
+{
+    Section("Checksums and scales");
+    const char* check = "123456789";
+    std::printf("CRC-16 of \"%s\": 0x%04X, CRC-32: 0x%08lX\n", check, ComputeCrc16(check, 9),
+                ComputeCrc32(check, 9));
+    std::printf("GetPowerOf2(4096) = %d, GetPowerOf2(100) = %d\n", GetPowerOf2(4096), GetPowerOf2(100));
+    std::printf("a slider of 0..100 on a logarithmic scale:");
+    for (int v : {0, 1, 9, 50, 99, 100})
+        std::printf(" %d->%d", v, MapLinearToLog(v, 100));
+    std::printf("\n");
+}
+
+}  // namespace
 
 int main()
 {
-    String greeting("Hello");
-    std::printf("%s\n", greeting.c_str());
+    std::printf("CommonTarn demo: the string heap \"%s\" holds %lu blocks at start\n", _stringHeap->GetName(),
+                _stringHeap->GetBlocksInUse());
+    ShowStrings();
+    ShowRandomNumbers();
+    ShowChecksums();
+    std::printf("\nThe string heap holds %lu blocks at the end: nothing leaked.\n", _stringHeap->GetBlocksInUse());
     return 0;
 }
