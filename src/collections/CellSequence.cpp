@@ -1,0 +1,3 @@
+#include "collections/Collection.h"
+
+TCollection::~TCollection() = default;
