@@ -18,7 +18,7 @@ public:
     void SetSeed(int seed);
 
     // A number from 0 to range - 1. Range 0 gives 0 and leaves the state as it was.
-    unsigned long Get(unsigned long range);
+    inline unsigned long Get(unsigned long range);
     unsigned long operator()(unsigned long range) { return Get(range); }
 
     // low to high, both included; high must not be below low.

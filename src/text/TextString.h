@@ -50,11 +50,6 @@ private:
     char* text;
 };
 
-// Joins of every mix of String and text, each in a new buffer.
-[[nodiscard]] COMMONTARN_API SubString operator+(const String& a, const String& b);
-[[nodiscard]] COMMONTARN_API SubString operator+(const String& a, const char* b);
-[[nodiscard]] COMMONTARN_API SubString operator+(const char* a, const String& b);
-
 class COMMONTARN_API String {
 public:
     // The longest text, the same on every target: length, terminator and rounding fit 31 bits.
@@ -265,6 +260,12 @@ private:
 
     char* text;
 };
+
+// Joins of every mix of String and text, each in a new buffer. Declared after the class,
+// whose friend declarations come first, so that the export attribute holds on Windows.
+[[nodiscard]] COMMONTARN_API SubString operator+(const String& a, const String& b);
+[[nodiscard]] COMMONTARN_API SubString operator+(const String& a, const char* b);
+[[nodiscard]] COMMONTARN_API SubString operator+(const char* a, const String& b);
 
 // Scope object for the calling thread's comparison mode: mode 0 makes String comparisons
 // ignore case until the scope ends. Scopes nest.
