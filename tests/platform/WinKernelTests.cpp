@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -14,20 +15,34 @@
 
 TEST(WinKernel, LastErrorBelongsToEachThread)
 {
-    SetLastError(ERROR_ACCESS_DENIED);
-    DWORD seenAtStart = 12345, seenAfterSet = 0;
+    // Starting and joining a thread are system calls that may change the caller's last
+    // error (TlsGetValue clears it when it succeeds), so each thread sets its value once both
+    // are running and reads it back before its next call; the two meet on a plain atomic.
+    std::atomic<int> stage{0};
+    DWORD seenAtStart = 12345, seenAfterSet = 0, seenAfterMainSet = 0;
     std::thread other([&] {
         seenAtStart = GetLastError();
         SetLastError(ERROR_FILE_EXISTS);
         seenAfterSet = GetLastError();
+        stage.store(1);
+        while (stage.load() != 2) {
+        }
+        seenAfterMainSet = GetLastError();
     });
+    SetLastError(ERROR_ACCESS_DENIED);
+    while (stage.load() != 1) {
+    }
+    const DWORD mainAfterOtherSet = GetLastError();
+    SetLastError(0xE0001234u);
+    stage.store(2);
+    const DWORD mainLarge = GetLastError();
     other.join();
+
     EXPECT_EQ(DWORD(ERROR_SUCCESS), seenAtStart);
     EXPECT_EQ(DWORD(ERROR_FILE_EXISTS), seenAfterSet);
-    EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), GetLastError());
-
-    SetLastError(0xE0001234u);
-    EXPECT_EQ(0xE0001234u, GetLastError());
+    EXPECT_EQ(DWORD(ERROR_FILE_EXISTS), seenAfterMainSet);
+    EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), mainAfterOtherSet);
+    EXPECT_EQ(0xE0001234u, mainLarge);
     SetLastError(ERROR_SUCCESS);
 }
 
@@ -73,6 +88,20 @@ TEST(WinKernel, ThreadIdsAreDistinctAndStable)
     EXPECT_EQ(first[1], second[1]);
     EXPECT_EQ(mainId, GetCurrentThreadId());
     EXPECT_NE(0u, GetCurrentProcessId());
+}
+
+// A Linux process's first thread carries the process id; Windows draws thread and process
+// ids from one pool, so they never coincide. GoogleTest runs the tests on the first thread.
+TEST(WinKernel, FirstThreadIdIsTheProcessIdOnLinuxOnly)
+{
+#ifdef _WIN32
+    EXPECT_NE(GetCurrentProcessId(), GetCurrentThreadId());
+#else
+    EXPECT_EQ(GetCurrentProcessId(), GetCurrentThreadId());
+#endif
+    DWORD otherId = 0;
+    std::thread([&] { otherId = GetCurrentThreadId(); }).join();
+    EXPECT_NE(GetCurrentProcessId(), otherId);
 }
 
 #ifndef _WIN32

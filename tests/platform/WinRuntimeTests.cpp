@@ -5,6 +5,21 @@
 #include <climits>
 #include <string>
 
+namespace {
+
+// True when the Windows program runs under Wine, whose ntdll exports its version.
+bool RunningUnderWine()
+{
+#ifdef _WIN32
+    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    return ntdll && GetProcAddress(ntdll, "wine_get_version");
+#else
+    return false;
+#endif
+}
+
+}
+
 TEST(WinRuntime, CaseBlindCompare)
 {
     EXPECT_EQ(0, _stricmp("Hello World", "hELLO wORLD"));
@@ -23,8 +38,14 @@ TEST(WinRuntime, CaseBlindCompare)
     EXPECT_LT(_stricmp("[", "B"), 0);
     EXPECT_GT(_stricmp("{", "Z"), 0);
 
-    // Bytes above 127 compare as unsigned and keep their case.
-    EXPECT_GT(_stricmp("\xE9", "z"), 0);
+    // Bytes above 127 compare as unsigned and keep their case, as msvcrt.dll does on
+    // Windows. Wine 8's msvcrt compares them as signed char in the "C" locale; later Wine
+    // returns the unsigned difference. When the Wine line fails, Wine answers as Windows
+    // does and the line goes.
+    if (RunningUnderWine())
+        EXPECT_LT(_stricmp("\xE9", "z"), 0) << "Wine's signed comparison";
+    else
+        EXPECT_GT(_stricmp("\xE9", "z"), 0);
     EXPECT_NE(0, _stricmp("\xC9", "\xE9"));
 
     EXPECT_EQ(0, _strnicmp("abcX", "ABCy", 3));
