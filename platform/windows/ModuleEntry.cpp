@@ -1,5 +1,7 @@
 // Module entry point on Windows: the system's process attach runs the library's load list,
-// its process detach the reverse.
+// its process detach the reverse. The C++ run-time builds the DLL's other static objects
+// before this attach and destroys them after this detach, so none of them may use the
+// objects of the load list.
 #include "TarnPlatform.h"
 #include "frame/FrameEntry.h"
 
