@@ -5,15 +5,22 @@
 #   ./build.sh asan     the test suite under AddressSanitizer and UndefinedBehaviorSanitizer
 #   ./build.sh tsan     the test suite under ThreadSanitizer
 #   ./build.sh bench    build and run the benchmarks, which print their ratios
-#   ./build.sh deps     only install the missing packages
+#   ./build.sh windows  build the 64- and 32-bit Windows DLLs and run the 64-bit suites under wine64
+#   ./build.sh deps     only install the missing packages, for Linux and Windows builds
 set -euo pipefail
 cd "$(dirname "$0")"
 
 packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev zlib1g-dev)
+# The Windows builds: MinGW-w64 with POSIX threads, zlib for MinGW (the numeric suite's
+# oracle), GoogleTest sources to build with the cross compiler, and wine64 to run the tests.
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
+    libz-mingw-w64-dev googletest wine64)
 
-install_missing() {
+install_missing() {  # [package...], the Linux packages when none are named
+    local wanted=("$@")
+    [ ${#wanted[@]} -eq 0 ] && wanted=("${packages[@]}")
     local missing=()
-    for p in "${packages[@]}"; do
+    for p in "${wanted[@]}"; do
         dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
@@ -31,8 +38,24 @@ build() {  # preset [targets...]
     cmake --build --preset "$preset" "$@"
 }
 
+# Builds both Windows presets, then runs the 64-bit suites under wine64 in a fresh prefix
+# that is started once, so the suites do not each pay for setting it up.
+windows() {
+    install_missing "${windows_packages[@]}"
+    build mingw64
+    build mingw32
+    local prefix
+    prefix=$(mktemp -d "${TMPDIR:-/tmp}/commontarn-wine.XXXXXX")
+    # shellcheck disable=SC2064
+    trap "WINEPREFIX='$prefix' /usr/lib/wine/wineserver64 -k 2>/dev/null || true; rm -rf '$prefix'" EXIT
+    export WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" DISPLAY=
+    /usr/lib/wine/wine64 wineboot -i >/dev/null 2>&1
+    ctest --preset mingw64
+}
+
 case "${1:-test}" in
-deps) install_missing ;;
+deps) install_missing "${packages[@]}" "${windows_packages[@]}" ;;
+windows) windows ;;
 demo)
     install_missing
     build default --target demo >/dev/null
@@ -54,7 +77,7 @@ bench)
     done
     ;;
 *)
-    sed -n '2,9p' "$0"
+    sed -n '2,10p' "$0"
     exit 2
     ;;
 esac
