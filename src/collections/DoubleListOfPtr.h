@@ -156,7 +156,8 @@ public:
     TListNode* FindNode(const void* element) const;
     TListNode* GetFirstNode() const { return first; }
     TListNode* GetLastNode() const { return last; }
-    void* Get(const TListPtrIterator& position) const { return position.GetNode()->element; }
+    // The element of the iterator's node; null for an iterator without a node.
+    void* Get(const TListPtrIterator& position) const { return position.IsValid() ? position.GetNode()->element : nullptr; }
     int HasMember(const void* element) const { return FindNode(element) != nullptr; }
     int FindIndexOfMember(const void* element) const;
     void* FindEqual(const void* key) const;

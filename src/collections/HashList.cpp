@@ -83,15 +83,6 @@ THashListElement* THashListImp::AddUnique(THashListElement* element)
     return existing;
 }
 
-THashListElement* THashListImp::FindEqual(const THashListElement& key) const
-{
-    const uint32_t b = key.GetHashedValue() % numBuckets;
-    for (THashListElement* e = table[b]; e && e->bucket == b; e = static_cast<THashListElement*>(e->GetNext()))
-        if (e->Compare(key, compareMode) == 0)
-            return e;
-    return nullptr;
-}
-
 THashListElement* THashListImp::Detach(THashListElement* element)
 {
     if (!element)

@@ -51,7 +51,14 @@ public:
     // a rejected new element, unless it is that very element.
     THashListElement* AddUnique(THashListElement* element);
     // The first element of the key's bucket run that compares equal to the key, or null.
-    THashListElement* FindEqual(const THashListElement& key) const;
+    THashListElement* FindEqual(const THashListElement& key) const
+    {
+        const uint32_t b = key.GetHashedValue() % numBuckets;
+        for (THashListElement* e = table[b]; e && e->bucket == b; e = static_cast<THashListElement*>(e->GetNext()))
+            if (e->Compare(key, compareMode) == 0)
+                return e;
+        return nullptr;
+    }
     // Null gives null.
     THashListElement* Detach(THashListElement* element);
     void Delete(THashListElement* element);

@@ -110,6 +110,7 @@ TEST(DoubleListOfPtr, EmptyNullAndDuplicates)
         EXPECT_EQ(0, deleted);
         list.Sort();
         EXPECT_EQ(1, list.IsSorted());
+        EXPECT_EQ(nullptr, list.Get(TListPtrIterator(list.GetFirstNode())));
 
         Value* a = new Value{1, 0};
         Value* b = new Value{2, 1};
