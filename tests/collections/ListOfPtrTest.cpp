@@ -133,12 +133,7 @@ TEST(DoubleListOfPtr, EmptyNullAndDuplicates)
         list.Delete(&stranger);
         EXPECT_EQ(0, deleted);
         EXPECT_EQ(nullptr, list.GetNext(&stranger));
-        EXPECT_EQ(a, list.GetNext(b));
-        EXPECT_EQ(b, list.GetPrev(a));
-        EXPECT_EQ(nullptr, list.GetNext(a));
         EXPECT_EQ(nullptr, list.Element(2));
-        EXPECT_EQ(1, list.FindIndexOfMember(a));
-        EXPECT_EQ(-1, list.FindIndexOfMember(&stranger));
         ExpectValid(list);
 
         list.Append(nullptr);  // a held null is popped like any other element

@@ -43,24 +43,6 @@ TEST(RangeInt32, ValidityNormalizeAndValidate)
     v = 6;
     inverted.Validate(v);
     EXPECT_EQ(2, v);
-    const TRangeInt32 valid(-10, 10);
-    for (long x : {-11L, -10L, 0L, 10L, 11L}) {
-        long y = x;
-        valid.Validate(y);
-        EXPECT_EQ(x < -10 ? -10 : x > 10 ? 10 : x, y);
-    }
-
-    TRangeInt32 a(1, 2), b;
-    b = a;
-    EXPECT_TRUE(a == b);
-    EXPECT_FALSE(a != b);
-    b.SetRight(3);
-    EXPECT_TRUE(a != b);
-    b.Set(8, 9);
-    b.SetLeft(7);
-    EXPECT_TRUE(Is(b, 7, 9));
-    TRangeInt32 c(b);
-    EXPECT_TRUE(c == b);
 }
 
 TEST(RangeInt32, IntersectionHullAndContainment)
