@@ -10,6 +10,8 @@
 #include "numeric/Randomizer.h"
 #include "text/StringInternals.h"
 #include "text/TextString.h"
+#include "threads/CriticalSection.h"
+#include "threads/LibraryLocks.h"
 
 NH_Heap* _stringHeap = nullptr;
 uint32_t _loaderThreadId = 0;
@@ -38,6 +40,8 @@ private:
 FrameObject<NH_Heap> stringHeapObject;
 FrameObject<TRandomizer> uniqueKeyRandomizer;
 FrameObject<String> emptyWhy;
+FrameObject<TCriticalSection> selectorLock;
+FrameObject<TCriticalSection> mappedFileLock;
 
 struct FrameStep {
     void (*load)();
@@ -57,6 +61,9 @@ const FrameStep loadList[] = {
     // The empty buffer of String() is built first, then the empty text of exceptions on it.
     {[] { BuildSharedEmptyBuffers(); }, [] { ReleaseSharedEmptyBuffers(); }},
     {[] { emptyWhy.Build(); }, [] { emptyWhy.Destroy(); }},
+    // Building a lock initialises its critical section; destroying it deletes that.
+    {[] { selectorLock.Build(); }, [] { selectorLock.Destroy(); }},
+    {[] { mappedFileLock.Build(); }, [] { mappedFileLock.Destroy(); }},
     {[] {
          SYSTEM_INFO info;
          GetSystemInfo(&info);
@@ -96,6 +103,16 @@ void FrameUnload()
 TRandomizer& GetUniqueKeyRandomizer()
 {
     return uniqueKeyRandomizer.Get();
+}
+
+TCriticalSection& GetSelectorLock()
+{
+    return selectorLock.Get();
+}
+
+TCriticalSection& GetMappedFileLock()
+{
+    return mappedFileLock.Get();
 }
 
 int GetFrameLoadedSteps()

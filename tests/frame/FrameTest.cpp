@@ -10,8 +10,9 @@
 // Everything below was set up by loading the library: the host made no call.
 TEST(Frame, LoadBuiltEveryObjectInOrder)
 {
-    EXPECT_EQ(6, GetFrameLoadedSteps());
-    EXPECT_EQ(3, GetFramePendingUnloads()) << "string heap, empty buffers, empty exception text";
+    EXPECT_EQ(8, GetFrameLoadedSteps());
+    EXPECT_EQ(5, GetFramePendingUnloads())
+        << "string heap, empty buffers, empty exception text, selector lock, mapped file lock";
 
     ASSERT_NE(nullptr, _stringHeap);
     EXPECT_STREQ("StringHeap", _stringHeap->GetName());
