@@ -20,4 +20,5 @@
 #  include "posix/WinKernel.h"
 #  include "posix/WinInterlocked.h"
 #  include "posix/WinRuntime.h"
+#  include "posix/WinDates.h"
 #endif

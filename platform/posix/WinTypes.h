@@ -39,6 +39,30 @@ typedef DWORD* LPDWORD;
 
 #define INFINITE 0xFFFFFFFF
 
+// Dates: FILETIME counts 100 ns intervals since 1601-01-01 UTC, split in two 32-bit halves.
+typedef DWORD LCID;
+
+typedef struct _FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+} FILETIME, *PFILETIME, *LPFILETIME;
+
+typedef struct _SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+} SYSTEMTIME, *PSYSTEMTIME, *LPSYSTEMTIME;
+
+#define LOCALE_SYSTEM_DEFAULT 0x0800
+#define LOCALE_USER_DEFAULT 0x0400
+#define DATE_SHORTDATE 0x00000001
+#define DATE_LONGDATE 0x00000002
+
 // Windows keeps the processor architecture in the low word of the former OEM id.
 typedef struct _SYSTEM_INFO {
     union {
@@ -85,10 +109,12 @@ typedef struct _SYSTEM_INFO {
 #define ERROR_FILE_EXISTS 80L
 #define ERROR_INVALID_PARAMETER 87L
 #define ERROR_DISK_FULL 112L
+#define ERROR_INSUFFICIENT_BUFFER 122L
 #define ERROR_DIR_NOT_EMPTY 145L
 #define ERROR_BUSY 170L
 #define ERROR_FILENAME_EXCED_RANGE 206L
 #define ERROR_FILE_TOO_LARGE 223L
+#define ERROR_INVALID_FLAGS 1004L
 #define ERROR_IO_DEVICE 1117L
 #define ERROR_INVALID_THREAD_ID 1444L
 #define ERROR_CANT_RESOLVE_FILENAME 1921L
