@@ -22,7 +22,8 @@ public:
     TThread(const TThread& source);
     TThread& operator=(const TThread& source);
     // With auto-death on, WaitForEnd(). Not virtual: a thread that destroys itself runs no
-    // derived destructor.
+    // derived destructor. The wait comes after the derived parts are gone, so a derived class
+    // whose MainLoop may still run calls WaitForEnd in its own destructor.
     ~TThread();
 
     // Starts a thread that runs target->MainLoop() and records it in this object; a
