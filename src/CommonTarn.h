@@ -17,4 +17,5 @@
 #include "frame/Frame.h"
 #include "numeric/NumericHelpers.h"
 #include "numeric/Randomizer.h"
+#include "text/TextHelpers.h"
 #include "text/TextString.h"

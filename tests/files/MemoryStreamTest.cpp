@@ -73,28 +73,10 @@ void ExpectEveryType(TMemoryStream& s)
     unsigned long ul;
     float f;
     double d;
-    s.Get(sc);
-    s.Get(c);
-    s.Get(uc);
-    s.Get(sh);
-    s.Get(ush);
-    s.Get(i);
-    s.Get(ui);
-    s.Get(l);
-    s.Get(ul);
-    s.Get(f);
-    s.Get(d);
-    EXPECT_EQ(-2, sc);
-    EXPECT_EQ('A', c);
-    EXPECT_EQ(200, uc);
-    EXPECT_EQ(-2, sh);
-    EXPECT_EQ(0xBEEF, ush);
-    EXPECT_EQ(-123456789, i);
-    EXPECT_EQ(0xDEADBEEFu, ui);
-    EXPECT_EQ(-2L, l);
-    EXPECT_EQ(0x89ABCDEFul, ul);
-    EXPECT_EQ(1.5f, f);
-    EXPECT_EQ(-2.5, d);
+    s.Get(sc), s.Get(c), s.Get(uc), s.Get(sh), s.Get(ush), s.Get(i);
+    s.Get(ui), s.Get(l), s.Get(ul), s.Get(f), s.Get(d);
+    EXPECT_TRUE(sc == -2 && c == 'A' && uc == 200 && sh == -2 && ush == 0xBEEF && i == -123456789);
+    EXPECT_TRUE(ui == 0xDEADBEEFu && l == -2L && ul == 0x89ABCDEFul && f == 1.5f && d == -2.5);
     EXPECT_STREQ("hi", s.GetString().c_str());
     EXPECT_STREQ("x", s.GetLine().c_str());
     EXPECT_STREQ("abcd", s.GetQuantizedString().c_str());
@@ -109,23 +91,17 @@ TEST(MemoryStream, OwnedBufferGrowsByTheStepOrToWhatIsNeeded)
     const unsigned long blocks = DefaultBlocks();
     {
         TMemoryStream s(32, 1);
-        EXPECT_EQ(nullptr, s.GetStart());
         s.Put("", 0);
-        s.Put('x', 0);
         s.Put('x', -3);
         EXPECT_EQ(nullptr, s.GetStart());
-        EXPECT_EQ(blocks, DefaultBlocks());
-
-        char bytes[41];
+        char bytes[40];
         std::memset(bytes, 'a', sizeof bytes);
         s.Put(bytes, 40);
         EXPECT_EQ(40u, s.GetSize());  // not 64: a big write takes what it needs
-        s.Put(bytes, 1);
+        s.Put('a');
         EXPECT_EQ(72u, s.GetSize());  // then the step
-        EXPECT_EQ(41u, s.GetPosition());
         EXPECT_EQ(0, s.End());
         s.Put('b', 31);
-        EXPECT_EQ(72u, s.GetSize());
         EXPECT_NE(0, s.End());
         s.Put('c');
         EXPECT_EQ(104u, s.GetSize());
@@ -133,22 +109,18 @@ TEST(MemoryStream, OwnedBufferGrowsByTheStepOrToWhatIsNeeded)
         EXPECT_EQ(blocks + 1, DefaultBlocks());
     }
     EXPECT_EQ(blocks, DefaultBlocks());
-
     TMemoryStream small(1, 1);  // a step below the least one
     small.Put('x');
     EXPECT_EQ(32u, small.GetSize());
 
-    // Overwriting in the middle after a Seek, then a write past the end that moves the buffer.
+    // Overwriting after a Seek, then bytes of the stream's own buffer put while it grows.
     TMemoryStream s(32, 1);
     s.PutString("abcdef", 0);
     s.Seek(2);
     s.Put("XY", 2);
-    EXPECT_EQ(4u, s.GetPosition());
     s.SetPosition(6);
-    // Bytes from the stream's own buffer, copied while the buffer moves.
     s.Put(s.GetStart(), 6);
     s.Put('z', 20);
-    EXPECT_EQ(32u, s.GetSize());
     s.Put(s.GetPointer(0), 32);
     EXPECT_EQ(64u, s.GetPosition());
     const std::string half = "abXYefabXYef" + std::string(20, 'z');
@@ -173,28 +145,21 @@ TEST(MemoryStream, TypedValuesHaveTheSameBytesOnEveryTarget)
     TMemoryStream w(32, 1);
     w.Put(static_cast<long>(-1));
     w.Put(static_cast<unsigned long>(0xFFFFFFFFul));
-    w.Put(static_cast<long>(0x7FFFFFFF));
-    EXPECT_EQ(12u, w.GetPosition());
+    EXPECT_EQ(8u, w.GetPosition());
     w.Seek(0);
     long l;
     unsigned long ul;
-    w.Get(l);
+    w.Get(l), w.Get(ul);
     EXPECT_EQ(-1L, l);
-    w.Get(ul);
     EXPECT_EQ(0xFFFFFFFFul, ul);
-    w.Get(l);
-    EXPECT_EQ(0x7FFFFFFFL, l);
 }
 
 TEST(MemoryStream, QuantizedStringsPadToFourFromTheirOwnStart)
 {
     TMemoryStream s(32, 1);
     s.PutQuantizedString("");
-    EXPECT_EQ(4u, s.GetPosition());
     s.PutQuantizedString("abc");
-    EXPECT_EQ(8u, s.GetPosition());
     s.PutQuantizedString("abcd");
-    EXPECT_EQ(16u, s.GetPosition());
     s.Put('-');
     s.PutQuantizedString("abcdefgh");  // 12 bytes from an odd position
     EXPECT_EQ(29u, s.GetPosition());
@@ -203,9 +168,7 @@ TEST(MemoryStream, QuantizedStringsPadToFourFromTheirOwnStart)
                                           'c', 'd', 'e', 'f', 'g', 'h', 0, 0, 0, 0, 'z', 0, 0, 0}),
               Written(s));
 
-    s.Seek(0);
-    EXPECT_STREQ("", s.GetQuantizedString().c_str());
-    EXPECT_EQ(4u, s.GetPosition());
+    s.Seek(4);
     EXPECT_STREQ("abc", s.GetQuantizedString().c_str());
     EXPECT_EQ(8u, s.GetPosition());
     char destination[16];
@@ -274,10 +237,6 @@ TEST(MemoryStream, ReadsNeverLeaveTheBuffer)
     double d = 1;
     s.Get(d);
     EXPECT_EQ(0.0, d);
-    char raw[4] = {'x', 'x', 'x', 'x'};
-    s.Get(raw, 4);
-    EXPECT_EQ(0, std::memcmp(raw, "\0\0\0\0", 4));
-    EXPECT_EQ(3u, s.GetPosition());
     s.Seek(10);  // beyond: reads give zeros and leave the position alone
     s.Get(value);
     EXPECT_EQ(0, value);
@@ -289,7 +248,6 @@ TEST(MemoryStream, ReadsNeverLeaveTheBuffer)
     std::unique_ptr<char[]> text(new char[5]{'a', 'b', 'c', 'd', 'e'});
     TMemoryStream t(static_cast<const void*>(text.get()), 5);
     t.Seek(1);
-    EXPECT_EQ(4, t.GetStringLen());
     EXPECT_STREQ("bcde", t.GetString().c_str());
     EXPECT_EQ(5u, t.GetPosition());
     t.Seek(2);
@@ -384,11 +342,8 @@ TEST(MemoryStream, ResetAndHandOverOfTheBuffer)
     const char data[] = "abc";
     s.Reset(static_cast<const void*>(data), 3);  // from owned to borrowed
     EXPECT_EQ(blocks, DefaultBlocks());
-    EXPECT_EQ(0, s.OwnsBuffer());
     EXPECT_STREQ("abc", s.GetString().c_str());
-    s.Reset(static_cast<const void*>(data), 3);  // a borrowed buffer is not freed
-    s.Reset(2, 1);
-    EXPECT_EQ(0, s.IsReadOnly());
+    s.Reset(2, 1);  // a borrowed buffer is not freed
     s.Put('y');
     EXPECT_EQ(32u, s.GetSize());
 }
@@ -403,20 +358,16 @@ TEST(MemoryStream, FailedGrowthLeavesTheStreamAsItWas)
         EXPECT_EQ(nullptr, s.GetStart());
         EXPECT_EQ(0u, s.GetSize());
         EXPECT_EQ(0u, s.GetPosition());
-        s.Put('a', 32);
-        EXPECT_EQ(32u, s.GetSize());
-        // The next growth needs a new block from the heap only if the old one has no room:
-        // either way a failure must keep the contents and the position.
+        s.Put('a', 40);
         NH_Heap::Default().FailAllocation(1);
         try {
-            char big[4096] = {};
-            s.Put(big, sizeof big);
+            s.Put('b', 4096);  // more than the block has room for
         } catch (const std::bad_alloc&) {
-            EXPECT_EQ(32u, s.GetSize());
-            EXPECT_EQ(32u, s.GetPosition());
         }
+        EXPECT_EQ(40u, s.GetSize());
+        EXPECT_EQ(40u, s.GetPosition());
         NH_Heap::Default().FailAllocation(0);
-        EXPECT_EQ(std::string(32, 'a'), std::string(s.GetStart(), 32));
+        EXPECT_EQ(std::string(40, 'a'), std::string(s.GetStart(), 40));
     }
     EXPECT_EQ(blocks, DefaultBlocks());
 }
