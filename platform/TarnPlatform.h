@@ -21,4 +21,5 @@
 #  include "posix/WinInterlocked.h"
 #  include "posix/WinRuntime.h"
 #  include "posix/WinDates.h"
+#  include "posix/WinModules.h"
 #endif

@@ -28,6 +28,13 @@ typedef char* LPSTR;
 typedef const char* LPCSTR;
 typedef DWORD* LPDWORD;
 
+// Module handles, a type of their own as well; a module and its instance are one.
+struct HINSTANCE__ {
+    int unused;
+};
+typedef struct HINSTANCE__* HINSTANCE;
+typedef HINSTANCE HMODULE;
+
 #define WINAPI
 
 #ifndef TRUE
@@ -110,8 +117,10 @@ typedef struct _SYSTEM_INFO {
 #define ERROR_INVALID_PARAMETER 87L
 #define ERROR_DISK_FULL 112L
 #define ERROR_INSUFFICIENT_BUFFER 122L
+#define ERROR_MOD_NOT_FOUND 126L
 #define ERROR_DIR_NOT_EMPTY 145L
 #define ERROR_BUSY 170L
+#define ERROR_BAD_EXE_FORMAT 193L
 #define ERROR_FILENAME_EXCED_RANGE 206L
 #define ERROR_FILE_TOO_LARGE 223L
 #define ERROR_INVALID_FLAGS 1004L
