@@ -17,5 +17,6 @@
 #include "frame/Frame.h"
 #include "numeric/NumericHelpers.h"
 #include "numeric/Randomizer.h"
+#include "text/MessageCatalogue.h"
 #include "text/TextHelpers.h"
 #include "text/TextString.h"

@@ -8,6 +8,7 @@
 #include "NH_Heap.h"
 #include "TarnPlatform.h"
 #include "numeric/Randomizer.h"
+#include "text/MessageTexts.h"
 #include "text/StringInternals.h"
 #include "text/TextString.h"
 #include "threads/CriticalSection.h"
@@ -71,6 +72,10 @@ const FrameStep loadList[] = {
          _allocationGranularity = info.dwAllocationGranularity;
      },
      nullptr},
+    // The message catalogue's cache, its lock and its reusable search key.
+    {BuildMessageCacheLock, DestroyMessageCacheLock},
+    {BuildMessageCache, DestroyMessageCache},
+    {BuildMessageProbe, DestroyMessageProbe},
 };
 
 const int kStepCount = sizeof loadList / sizeof loadList[0];
