@@ -20,3 +20,5 @@
 #include "text/MessageCatalogue.h"
 #include "text/TextHelpers.h"
 #include "text/TextString.h"
+#include "undo/UndoMemento.h"
+#include "undo/Undoable.h"
