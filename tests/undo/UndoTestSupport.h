@@ -1,5 +1,5 @@
-// A memento made of plain values, which counts its lives and the questions it is asked,
-// and a document whose whole state is one number.
+// A memento of plain values that records which mementos exist and what it was asked, and
+// a document whose whole state is one number.
 #pragma once
 
 #include <CommonTarn.h>
@@ -15,16 +15,11 @@ namespace UndoTest {
 
 struct Shape {
     std::string name = "edit";
-    int instance = 0;
-    int packable = 0;
-    int major = 0;
-    int mergeable = 1;
-    int value = 0;  // the state to go back to; equal values are equivalent mementos
+    int instance = 0, packable = 0, major = 0, mergeable = 1;
+    int value = 0;  // the state to go back to; equal values make equivalent mementos
     int group = 0;  // CanGroup: equal and not 0
-    int cloneable = 1;
-    int nullOnApply = 0;  // ApplyMemento of this memento gives null
-    unsigned long memory = 0, disk = 0, files = 0;
-
+    int cloneable = 1, nullOnApply = 0;
+    unsigned long memory = 1, disk = 0, files = 0;
     bool operator==(const Shape& o) const
     {
         return name == o.name && instance == o.instance && packable == o.packable && major == o.major &&
@@ -33,16 +28,10 @@ struct Shape {
     }
 };
 
-inline std::ostream& operator<<(std::ostream& out, const Shape& s)
-{
-    return out << s.name << '/' << s.instance << " v" << s.value << (s.packable ? " p" : "") << (s.mergeable ? " m" : "")
-               << " g" << s.group;
-}
-
 class TestMemento : public AUndoMemento {
 public:
-    explicit TestMemento(const Shape& shape)
-        : AUndoMemento(shape.name.c_str(), shape.instance, shape.packable, shape.major), shape(shape), serial(++lastSerial)
+    explicit TestMemento(const Shape& s)
+        : AUndoMemento(s.name.c_str(), s.instance, s.packable, s.major), shape(s), serial(++lastSerial)
     {
         Alive().insert(serial);
     }
@@ -55,9 +44,7 @@ public:
         if (Alive().erase(serial) != 1)
             ADD_FAILURE() << "memento " << serial << " destroyed twice";
     }
-
     static const TestMemento& As(const AUndoMemento& m) { return static_cast<const TestMemento&>(m); }
-    // The serials of the mementos that exist.
     static std::set<long>& Alive()
     {
         static std::set<long> alive;
@@ -65,10 +52,7 @@ public:
     }
 
     CollectionElement* CreateClone(const void*) const override { return shape.cloneable ? new TestMemento(*this) : nullptr; }
-    unsigned long GetInvolvedMemory() const override
-    {
-        return shape.memory ? shape.memory : AUndoMemento::GetInvolvedMemory();
-    }
+    unsigned long GetInvolvedMemory() const override { return shape.memory; }
     unsigned long GetInvolvedDiskSpace() const override { return shape.disk; }
     unsigned long GetNumInvolvedFiles() const override { return shape.files; }
     int IsEquivalentTo(const AUndoMemento& other) const override
@@ -81,8 +65,7 @@ public:
     Shape shape;
     const long serial;
     static inline long lastSerial = 0;
-    static inline int equivalenceQuestions = 0;
-    static inline int groupQuestions = 0;
+    static inline int equivalenceQuestions = 0, groupQuestions = 0;
 
 protected:
     int CanGroup(const AUndoMemento& newer) const override
@@ -106,18 +89,14 @@ class Document : public AUndoable {
 public:
     explicit Document(int maximum = 0x7fffffff) : AUndoable(maximum) {}
 
-    // Goes to the memento's state and answers a memento of the state left, shaped like the
-    // one applied.
-    AUndoMemento* ApplyMemento(AUndoMemento* memento, int redo) override
+    // Goes to the memento's state; the memento of the state left has the applied one's shape.
+    AUndoMemento* ApplyMemento(AUndoMemento* memento, int) override
     {
         if (throwOnApply)
             throw std::runtime_error("apply failed");
-        lastRedo = redo;
-        const Shape& target = TestMemento::As(*memento).shape;
-        Shape back = target;
-        back.value = state;
-        state = target.value;
-        return target.nullOnApply ? nullptr : new TestMemento(back);
+        Shape back = TestMemento::As(*memento).shape;
+        std::swap(back.value, state);
+        return back.nullOnApply ? nullptr : new TestMemento(back);
     }
 
     std::vector<Shape> UndoShapes() const
@@ -134,23 +113,17 @@ public:
             shapes.push_back(TestMemento::As(*m).shape);
         return shapes;
     }
-    std::vector<int> UndoValues() const
+    static std::vector<int> Values(const std::vector<Shape>& shapes)
     {
         std::vector<int> values;
-        for (const Shape& s : UndoShapes())
+        for (const Shape& s : shapes)
             values.push_back(s.value);
         return values;
     }
-    std::vector<int> RedoValues() const
-    {
-        std::vector<int> values;
-        for (const Shape& s : RedoShapes())
-            values.push_back(s.value);
-        return values;
-    }
+    std::vector<int> UndoValues() const { return Values(UndoShapes()); }
+    std::vector<int> RedoValues() const { return Values(RedoShapes()); }
 
     int state = 0;
-    int lastRedo = -1;
     bool throwOnApply = false;
 };
 
@@ -160,7 +133,7 @@ protected:
     void SetUp() override { blocks = _stringHeap->GetBlocksInUse(); }
     void TearDown() override
     {
-        EXPECT_TRUE(TestMemento::Alive().empty()) << TestMemento::Alive().size() << " mementos leaked";
+        EXPECT_TRUE(TestMemento::Alive().empty()) << TestMemento::Alive().size() << " mementos left";
         TestMemento::Alive().clear();
         EXPECT_EQ(blocks, _stringHeap->GetBlocksInUse());
     }
