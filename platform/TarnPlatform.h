@@ -11,6 +11,7 @@
 #  endif
 #  include <windows.h>
 #  include <process.h>
+#  include <mmsystem.h>
 #  include <stdlib.h>
 #  include <string.h>
 #else
@@ -21,5 +22,10 @@
 #  include "posix/WinInterlocked.h"
 #  include "posix/WinRuntime.h"
 #  include "posix/WinDates.h"
+#  include "posix/WinHandles.h"
+#  include "posix/WinSync.h"
+#  include "posix/WinThreads.h"
+#  include "posix/WinMessages.h"
+#  include "posix/WinTime.h"
 #  include "posix/WinModules.h"
 #endif

@@ -13,12 +13,16 @@ typedef uint32_t ULONG;
 typedef int INT;
 typedef unsigned int UINT;
 typedef char CHAR;
+typedef int64_t LONGLONG;
+typedef uint64_t ULONGLONG;
 
 // Pointer-sized integers.
 typedef uintptr_t DWORD_PTR;
 typedef uintptr_t ULONG_PTR;
 typedef intptr_t LONG_PTR;
 typedef ULONG_PTR SIZE_T;
+typedef uintptr_t UINT_PTR;
+typedef intptr_t INT_PTR;
 
 typedef void* HANDLE;
 typedef void* PVOID;
@@ -36,6 +40,13 @@ typedef struct HINSTANCE__* HINSTANCE;
 typedef HINSTANCE HMODULE;
 
 #define WINAPI
+#define CALLBACK
+#ifndef __stdcall
+#  define __stdcall
+#endif
+#ifndef __cdecl
+#  define __cdecl
+#endif
 
 #ifndef TRUE
 #  define TRUE 1
@@ -45,6 +56,88 @@ typedef HINSTANCE HMODULE;
 #endif
 
 #define INFINITE 0xFFFFFFFF
+
+typedef union _LARGE_INTEGER {
+    struct {
+        DWORD LowPart;
+        LONG HighPart;
+    };
+    struct {
+        DWORD LowPart;
+        LONG HighPart;
+    } u;
+    LONGLONG QuadPart;
+} LARGE_INTEGER, *PLARGE_INTEGER;
+
+typedef struct _SECURITY_ATTRIBUTES {
+    DWORD nLength;
+    LPVOID lpSecurityDescriptor;
+    BOOL bInheritHandle;
+} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
+
+// Storage for a recursive POSIX mutex; only the functions of the platform layer look inside.
+typedef struct _RTL_CRITICAL_SECTION {
+    union {
+        LONGLONG Alignment;
+        BYTE Storage[64];
+    } Opaque;
+} CRITICAL_SECTION, *PCRITICAL_SECTION, *LPCRITICAL_SECTION;
+
+// Window handles are a type of their own, as with STRICT on Windows.
+struct HWND__ {
+    int unused;
+};
+typedef struct HWND__* HWND;
+typedef UINT_PTR WPARAM;
+typedef LONG_PTR LPARAM;
+typedef LONG_PTR LRESULT;
+
+typedef struct tagPOINT {
+    LONG x;
+    LONG y;
+} POINT, *PPOINT, *LPPOINT;
+
+typedef struct tagMSG {
+    HWND hwnd;
+    UINT message;
+    WPARAM wParam;
+    LPARAM lParam;
+    DWORD time;
+    POINT pt;
+} MSG, *PMSG, *LPMSG;
+
+// Waits.
+#define MAXIMUM_WAIT_OBJECTS 64
+#define WAIT_OBJECT_0 0x00000000L
+#define WAIT_ABANDONED_0 0x00000080L
+#define WAIT_IO_COMPLETION 0x000000C0L
+#define WAIT_TIMEOUT 0x00000102L
+#define WAIT_FAILED 0xFFFFFFFF
+
+// Threads.
+#define CREATE_SUSPENDED 0x00000004
+#define STACK_SIZE_PARAM_IS_A_RESERVATION 0x00010000
+#define STILL_ACTIVE 259
+#define MAXIMUM_SUSPEND_COUNT 0x7F
+#define THREAD_PRIORITY_IDLE (-15)
+#define THREAD_PRIORITY_LOWEST (-2)
+#define THREAD_PRIORITY_BELOW_NORMAL (-1)
+#define THREAD_PRIORITY_NORMAL 0
+#define THREAD_PRIORITY_ABOVE_NORMAL 1
+#define THREAD_PRIORITY_HIGHEST 2
+#define THREAD_PRIORITY_TIME_CRITICAL 15
+#define THREAD_PRIORITY_ERROR_RETURN 0x7FFFFFFF
+#define TLS_OUT_OF_INDEXES 0xFFFFFFFF
+#define TLS_MINIMUM_AVAILABLE 64
+
+// Messages.
+#define WM_NULL 0x0000
+#define WM_QUIT 0x0012
+#define WM_USER 0x0400
+#define WM_APP 0x8000
+#define PM_NOREMOVE 0x0000
+#define PM_REMOVE 0x0001
+#define PM_NOYIELD 0x0002
 
 // Dates: FILETIME counts 100 ns intervals since 1601-01-01 UTC, split in two 32-bit halves.
 typedef DWORD LCID;
@@ -119,11 +212,16 @@ typedef struct _SYSTEM_INFO {
 #define ERROR_INSUFFICIENT_BUFFER 122L
 #define ERROR_MOD_NOT_FOUND 126L
 #define ERROR_DIR_NOT_EMPTY 145L
+#define ERROR_SIGNAL_REFCOUNT_EXCEEDED 156L
 #define ERROR_BUSY 170L
 #define ERROR_BAD_EXE_FORMAT 193L
 #define ERROR_FILENAME_EXCED_RANGE 206L
 #define ERROR_FILE_TOO_LARGE 223L
+#define ERROR_NO_MORE_ITEMS 259L
 #define ERROR_INVALID_FLAGS 1004L
 #define ERROR_IO_DEVICE 1117L
+#define ERROR_INVALID_WINDOW_HANDLE 1400L
 #define ERROR_INVALID_THREAD_ID 1444L
+#define ERROR_NO_SYSTEM_RESOURCES 1450L
+#define ERROR_NOT_ENOUGH_QUOTA 1816L
 #define ERROR_CANT_RESOLVE_FILENAME 1921L

@@ -1,0 +1,58 @@
+// Threads: creation through the run-time's _beginthreadex, waitable thread handles, exit
+// codes, suspension, termination and priorities.
+#pragma once
+
+#include <stdint.h>
+
+#include "CommonTarnExport.h"
+#include "WinTypes.h"
+
+extern "C" {
+
+typedef unsigned(__stdcall* _beginthreadex_proc_type)(void*);
+
+// Starts a thread that runs start_address(arglist) and answers its handle, or 0 with errno
+// set (EINVAL for a null function, EAGAIN when no thread can be made). CREATE_SUSPENDED
+// holds the thread before its first instruction until ResumeThread. The thread id, the
+// one GetCurrentThreadId answers on that thread, goes to *thrdaddr when it is not null.
+// A stack_size below the default only counts with STACK_SIZE_PARAM_IS_A_RESERVATION,
+// as the reservation on Windows is never smaller than the default.
+COMMONTARN_API uintptr_t _beginthreadex(void* security, unsigned stack_size,
+    _beginthreadex_proc_type start_address, void* arglist, unsigned initflag,
+    unsigned* thrdaddr);
+
+// Ends the calling thread with that exit code. Unlike on Windows, the destructors of the
+// objects on the thread's stack run, as the thread is ended by pthread_exit.
+COMMONTARN_API void _endthreadex(unsigned retval);
+
+// The pseudo-handle that stands for the calling thread wherever a thread handle is taken.
+COMMONTARN_API HANDLE GetCurrentThread(void);
+
+// STILL_ACTIVE while the thread runs, then what its function returned, what it gave to
+// _endthreadex, or the code of TerminateThread.
+COMMONTARN_API BOOL GetExitCodeThread(HANDLE hThread, LPDWORD lpExitCode);
+
+// Both answer the previous suspend count, or (DWORD)-1 on failure. Suspending another
+// thread stops it by a signal before SuspendThread returns; a thread that is inside a call
+// of this layer stops when the call ends, so it never stops holding a lock of the layer.
+// A thread that has ended cannot be suspended (ERROR_ACCESS_DENIED).
+COMMONTARN_API DWORD SuspendThread(HANDLE hThread);
+COMMONTARN_API DWORD ResumeThread(HANDLE hThread);
+
+// Ends another thread where it stands: its handle becomes signalled with dwExitCode at
+// once, and it runs none of its code again, no destructor and no clean-up. POSIX cannot
+// take a thread away without running its clean-up, so the thread is stopped for good
+// instead: it keeps its stack and whatever locks it held until the process ends, as a
+// terminated thread keeps its locks on Windows. A thread that was created suspended and
+// never ran ends completely. On the calling thread the call does not return.
+COMMONTARN_API BOOL TerminateThread(HANDLE hThread, DWORD dwExitCode);
+
+// The Windows priority values (THREAD_PRIORITY_IDLE to THREAD_PRIORITY_TIME_CRITICAL);
+// others fail with ERROR_INVALID_PARAMETER. The value is kept and reported as given. The
+// system applies what an unprivileged process may: priorities below normal raise the
+// thread's nice value; normal and above leave the nice value the thread started with, and
+// going back up from a lowered priority only works with the privilege to lower nice values.
+COMMONTARN_API int GetThreadPriority(HANDLE hThread);
+COMMONTARN_API BOOL SetThreadPriority(HANDLE hThread, int nPriority);
+
+}
