@@ -1,0 +1,282 @@
+#include "TarnPlatform.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "ThreadsTestSupport.h"
+
+using namespace ThreadsTest;
+
+TEST(Sync, CriticalSectionIsRecursiveForItsOwnerAndGuardsUnderContention)
+{
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
+    EnterCriticalSection(&section);
+    EXPECT_TRUE(TryEnterCriticalSection(&section));
+    auto otherEnters = [&] {
+        return JoinThread(StartThread([&]() -> unsigned {
+            if (!TryEnterCriticalSection(&section))
+                return 0;
+            LeaveCriticalSection(&section);
+            return 1;
+        }));
+    };
+    EXPECT_EQ(0u, otherEnters());
+    LeaveCriticalSection(&section);
+    EXPECT_EQ(0u, otherEnters()) << "one Leave of two Enters keeps the lock";
+    LeaveCriticalSection(&section);
+    EXPECT_EQ(1u, otherEnters());
+
+    long counter = 0;
+    const int threads = 4, rounds = 20000;
+    std::vector<HANDLE> handles;
+    for (int t = 0; t < threads; ++t) {
+        handles.push_back(StartThread([&]() -> unsigned {
+            for (int i = 0; i < rounds; ++i) {
+                EnterCriticalSection(&section);
+                if (i % 7 == 0)
+                    EnterCriticalSection(&section);
+                long seen = counter;
+                counter = seen + 1;
+                if (i % 7 == 0)
+                    LeaveCriticalSection(&section);
+                LeaveCriticalSection(&section);
+            }
+            return 0;
+        }));
+    }
+    for (HANDLE h : handles)
+        EXPECT_EQ(0u, JoinThread(h));
+    EXPECT_EQ(long(threads) * rounds, counter);
+    DeleteCriticalSection(&section);
+}
+
+TEST(Sync, ThreadLocalSlots)
+{
+    DWORD slot = TlsAlloc();
+    ASSERT_NE(TLS_OUT_OF_INDEXES, slot);
+    SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(nullptr, TlsGetValue(slot));
+    EXPECT_EQ(DWORD(ERROR_SUCCESS), GetLastError()) << "success clears the last error";
+
+    int mine = 0, theirs = 0;
+    EXPECT_TRUE(TlsSetValue(slot, &mine));
+    EXPECT_EQ(1u, JoinThread(StartThread([&]() -> unsigned {
+        bool startsEmpty = TlsGetValue(slot) == nullptr;
+        TlsSetValue(slot, &theirs);
+        return startsEmpty && TlsGetValue(slot) == &theirs;
+    })));
+    EXPECT_EQ(&mine, TlsGetValue(slot));
+
+    // A slot allocated again starts empty, whatever the slot before held.
+    EXPECT_TRUE(TlsFree(slot));
+    EXPECT_FALSE(TlsFree(slot));
+    EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
+    DWORD again = TlsAlloc();
+    EXPECT_EQ(nullptr, TlsGetValue(again));
+    EXPECT_TRUE(TlsFree(again));
+
+    EXPECT_EQ(nullptr, TlsGetValue(100000));
+    EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
+    EXPECT_FALSE(TlsSetValue(100000, &mine));
+}
+
+TEST(Sync, ManualAndAutomaticResetEvents)
+{
+    HANDLE manual = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    HANDLE automatic = CreateEventA(nullptr, FALSE, TRUE, nullptr);
+    ASSERT_TRUE(manual && automatic);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(manual, 0));
+    EXPECT_TRUE(SetEvent(manual));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(manual, 0));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(manual, 0)) << "a manual event stays set";
+    EXPECT_TRUE(ResetEvent(manual));
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(manual, 0));
+
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(automatic, 0)) << "initial state";
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(automatic, 0)) << "a wait takes it";
+    SetEvent(automatic);
+    SetEvent(automatic);
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(automatic, 0));
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(automatic, 0)) << "sets do not count up";
+
+    // A pulse without waiters leaves nothing behind; with waiters it releases all of a
+    // manual event's, and one of an automatic event's.
+    for (HANDLE event : {manual, automatic}) {
+        EXPECT_TRUE(PulseEvent(event));
+        EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(event, 0));
+        const int waiters = 3;
+        LONG volatile released = 0;
+        std::vector<HANDLE> threads;
+        for (int i = 0; i < waiters; ++i) {
+            threads.push_back(StartThread([&]() -> unsigned {
+                DWORD result = WaitForSingleObject(event, 10000);
+                InterlockedIncrement(&released);
+                return result;
+            }));
+        }
+        Sleep(200);
+        for (int pulse = 1; pulse <= (event == manual ? 1 : waiters); ++pulse) {
+            PulseEvent(event);
+            int expected = event == manual ? waiters : pulse;
+            EXPECT_TRUE(Eventually([&] { return Read(released) >= expected; }));
+            Sleep(50);
+            EXPECT_EQ(expected, Read(released));
+        }
+        for (HANDLE thread : threads)
+            EXPECT_EQ(WAIT_OBJECT_0, JoinThread(thread));
+        EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(event, 0));
+    }
+    CloseHandle(manual);
+    CloseHandle(automatic);
+}
+
+TEST(Sync, WaitForAnyTakesTheLowestSignalledObjectOnly)
+{
+    HANDLE events[4];
+    for (HANDLE& event : events)
+        event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    SetEvent(events[2]);
+    SetEvent(events[3]);
+    EXPECT_EQ(WAIT_OBJECT_0 + 2, WaitForMultipleObjects(4, events, FALSE, 0));
+    EXPECT_EQ(WAIT_OBJECT_0 + 3, WaitForMultipleObjects(4, events, FALSE, 0));
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(4, events, FALSE, 0));
+
+    // A manual event ahead of a set automatic one answers and leaves both set.
+    HANDLE manual = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+    SetEvent(events[0]);
+    HANDLE mixed[2] = {manual, events[0]};
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, mixed, FALSE, 0));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(events[0], 0));
+
+    CloseHandle(manual);
+    for (HANDLE event : events)
+        CloseHandle(event);
+}
+
+TEST(Sync, WaitForAllTakesAutomaticEventsOnlyTogether)
+{
+    HANDLE pair[2] = {CreateEventA(nullptr, FALSE, FALSE, nullptr),
+        CreateEventA(nullptr, FALSE, FALSE, nullptr)};
+    SetEvent(pair[0]);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, pair, TRUE, 0));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pair[0], 0)) << "a failed wait took nothing";
+
+    // While one thread waits for both, the one set event stays free for another wait.
+    HANDLE all = StartThread([&]() -> unsigned {
+        return WaitForMultipleObjects(2, pair, TRUE, 10000);
+    });
+    Sleep(50);
+    SetEvent(pair[0]);
+    Sleep(50);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(all, 0));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pair[0], 1000));
+    SetEvent(pair[1]);
+    Sleep(50);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(all, 0));
+    SetEvent(pair[0]);
+    EXPECT_EQ(WAIT_OBJECT_0, JoinThread(all));
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, pair, FALSE, 0)) << "both were taken";
+    CloseHandle(pair[0]);
+    CloseHandle(pair[1]);
+}
+
+TEST(Sync, TimeOutsAndFailures)
+{
+    HANDLE events[3];
+    for (HANDLE& event : events)
+        event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    LARGE_INTEGER start;
+    QueryPerformanceCounter(&start);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(events[0], 100));
+    double waited = MillisecondsSince(start);
+    EXPECT_GE(waited, 80.0);
+    EXPECT_LT(waited, 5000.0);
+    QueryPerformanceCounter(&start);
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjectsEx(3, events, TRUE, 60, FALSE));
+    EXPECT_GE(MillisecondsSince(start), 40.0);
+
+    HANDLE closed = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+    EXPECT_TRUE(CloseHandle(closed));
+    for (HANDLE bad : {HANDLE(nullptr), closed}) {
+        EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(bad, 0));
+        EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
+        EXPECT_FALSE(SetEvent(bad));
+        EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
+        EXPECT_FALSE(CloseHandle(bad));
+        EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
+    }
+    HANDLE withBad[2] = {events[0], closed};
+    EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(2, withBad, FALSE, 0));
+    EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
+    EXPECT_FALSE(SetEvent(GetCurrentThread())) << "not an event";
+    EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
+
+    std::vector<HANDLE> many(MAXIMUM_WAIT_OBJECTS + 1, events[0]);
+    for (DWORD count : {DWORD(0), DWORD(many.size())}) {
+        EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(count, many.data(), FALSE, 0));
+        EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
+    }
+    for (HANDLE event : events)
+        CloseHandle(event);
+}
+
+// Rounds in which other threads set each of 16 automatic events once, in random order;
+// waits for any must see each event exactly once per round and nothing more.
+TEST(Sync, WaitsSeeEverySetOfOtherThreads)
+{
+    const int eventCount = 16, setters = 4, rounds = 150;
+    HANDLE events[eventCount], go[setters], done[setters];
+    for (HANDLE& event : events)
+        event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    for (int s = 0; s < setters; ++s) {
+        go[s] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        done[s] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    }
+    std::vector<int> plan(eventCount);
+    bool stop = false;
+    std::vector<HANDLE> threads;
+    for (int s = 0; s < setters; ++s) {
+        threads.push_back(StartThread([&, s]() -> unsigned {
+            std::minstd_rand random(unsigned(s + 1));
+            while (WaitForSingleObject(go[s], INFINITE) == WAIT_OBJECT_0 && !stop) {
+                for (int i = s; i < eventCount; i += setters) {
+                    if (random() % 2)
+                        Sleep(0);
+                    SetEvent(events[plan[i]]);
+                }
+                SetEvent(done[s]);
+            }
+            return 0;
+        }));
+    }
+    std::mt19937 random(7);
+    for (int round = 0; round < rounds; ++round) {
+        for (int i = 0; i < eventCount; ++i)
+            plan[i] = i;
+        std::shuffle(plan.begin(), plan.end(), random);
+        for (HANDLE g : go)
+            SetEvent(g);
+        bool seen[eventCount] = {};
+        for (int i = 0; i < eventCount; ++i) {
+            DWORD result = WaitForMultipleObjects(eventCount, events, FALSE, 5000);
+            ASSERT_LT(result, DWORD(WAIT_OBJECT_0 + eventCount)) << "round " << round;
+            ASSERT_FALSE(seen[result - WAIT_OBJECT_0]) << "round " << round;
+            seen[result - WAIT_OBJECT_0] = true;
+        }
+        ASSERT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(setters, done, TRUE, 5000));
+        ASSERT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(eventCount, events, FALSE, 0));
+    }
+    stop = true;
+    for (int s = 0; s < setters; ++s) {
+        SetEvent(go[s]);
+        EXPECT_EQ(0u, JoinThread(threads[s]));
+        CloseHandle(go[s]);
+        CloseHandle(done[s]);
+    }
+    for (HANDLE event : events)
+        CloseHandle(event);
+}
