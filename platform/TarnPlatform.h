@@ -28,4 +28,5 @@
 #  include "posix/WinMessages.h"
 #  include "posix/WinTime.h"
 #  include "posix/WinModules.h"
+#  include "posix/WinDebug.h"
 #endif

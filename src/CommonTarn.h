@@ -13,6 +13,7 @@
 #include "collections/HashList.h"
 #include "collections/RangeInt32.h"
 #include "collections/StringItem.h"
+#include "errors/Exception.h"
 #include "files/MemoryStream.h"
 #include "frame/Frame.h"
 #include "numeric/NumericHelpers.h"

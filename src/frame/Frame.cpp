@@ -7,6 +7,8 @@
 
 #include "NH_Heap.h"
 #include "TarnPlatform.h"
+#include "errors/Exception.h"
+#include "errors/ExceptionInternals.h"
 #include "numeric/Randomizer.h"
 #include "text/MessageTexts.h"
 #include "text/StringInternals.h"
@@ -16,6 +18,7 @@
 
 NH_Heap* _stringHeap = nullptr;
 uint32_t _loaderThreadId = 0;
+uint32_t _postHandle = 0;
 uint32_t _systemPageSize = 0;
 uint32_t _allocationGranularity = 0;
 
@@ -41,6 +44,7 @@ private:
 FrameObject<NH_Heap> stringHeapObject;
 FrameObject<TRandomizer> uniqueKeyRandomizer;
 FrameObject<String> emptyWhy;
+FrameObject<AException> exceptionPrototype;
 FrameObject<TCriticalSection> selectorLock;
 FrameObject<TCriticalSection> mappedFileLock;
 
@@ -58,10 +62,12 @@ const FrameStep loadList[] = {
      },
      [] { stringHeapObject.Destroy(); }},
     {[] { uniqueKeyRandomizer.Build(0); }, nullptr},
+    {InitExceptionHandler, nullptr},
     {[] { _loaderThreadId = GetCurrentThreadId(); }, nullptr},
     // The empty buffer of String() is built first, then the empty text of exceptions on it.
     {[] { BuildSharedEmptyBuffers(); }, [] { ReleaseSharedEmptyBuffers(); }},
     {[] { emptyWhy.Build(); }, [] { emptyWhy.Destroy(); }},
+    {[] { exceptionPrototype.Build(emptyWhy.Get()); }, [] { exceptionPrototype.Destroy(); }},
     // Building a lock initialises its critical section; destroying it deletes that.
     {[] { selectorLock.Build(); }, [] { selectorLock.Destroy(); }},
     {[] { mappedFileLock.Build(); }, [] { mappedFileLock.Destroy(); }},
@@ -108,6 +114,16 @@ void FrameUnload()
 TRandomizer& GetUniqueKeyRandomizer()
 {
     return uniqueKeyRandomizer.Get();
+}
+
+const AException& GetExceptionPrototype()
+{
+    return exceptionPrototype.Get();
+}
+
+const String& GetEmptyWhy()
+{
+    return emptyWhy.Get();
 }
 
 TCriticalSection& GetSelectorLock()

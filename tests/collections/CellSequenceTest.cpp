@@ -8,6 +8,7 @@
 #include "NH_Heap.h"
 #include "collections/ArrayInPlace.h"
 #include "collections/CellSequence.h"
+#include "errors/Exception.h"
 #include "frame/Frame.h"
 #include "numeric/Randomizer.h"
 #include "text/TextString.h"
@@ -196,7 +197,7 @@ TEST_F(CellSequenceTest, CopyAssignAndEquality)
     TCellSequence victim(sizeof(Triple), 0, 0, 0, &other);
     Fill(victim, {4});
     other.FailAllocation(1);
-    EXPECT_THROW(victim = s, std::bad_alloc);
+    EXPECT_THROW(victim = s, TException);
     EXPECT_FALSE(victim.HasAllocatedMemory());
     EXPECT_EQ(victim.GetNumCells(), 0);
     EXPECT_EQ(other.GetBlocksInUse(), 0ul);

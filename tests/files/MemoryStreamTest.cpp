@@ -354,7 +354,7 @@ TEST(MemoryStream, FailedGrowthLeavesTheStreamAsItWas)
     {
         TMemoryStream s(32, 1);
         NH_Heap::Default().FailAllocation(1);
-        EXPECT_THROW(s.Put('a'), std::bad_alloc);
+        EXPECT_THROW(s.Put('a'), TException);
         EXPECT_EQ(nullptr, s.GetStart());
         EXPECT_EQ(0u, s.GetSize());
         EXPECT_EQ(0u, s.GetPosition());
@@ -362,7 +362,7 @@ TEST(MemoryStream, FailedGrowthLeavesTheStreamAsItWas)
         NH_Heap::Default().FailAllocation(1);
         try {
             s.Put('b', 4096);  // more than the block has room for
-        } catch (const std::bad_alloc&) {
+        } catch (const TException&) {
         }
         EXPECT_EQ(40u, s.GetSize());
         EXPECT_EQ(40u, s.GetPosition());

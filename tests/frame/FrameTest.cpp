@@ -10,9 +10,10 @@
 // Everything below was set up by loading the library: the host made no call.
 TEST(Frame, LoadBuiltEveryObjectInOrder)
 {
-    EXPECT_EQ(11, GetFrameLoadedSteps());
-    EXPECT_EQ(8, GetFramePendingUnloads())
-        << "string heap, empty buffers, empty exception text, selector lock, mapped file lock, "
+    EXPECT_EQ(13, GetFrameLoadedSteps());
+    EXPECT_EQ(9, GetFramePendingUnloads())
+        << "string heap, empty buffers, empty exception text, exception prototype, selector lock, "
+           "mapped file lock, "
            "message cache lock, message cache, message probe";
 
     ASSERT_NE(nullptr, _stringHeap);

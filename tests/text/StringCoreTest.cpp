@@ -315,28 +315,28 @@ TEST(StringCore, FailedAllocationsLeaveDestructibleObjects)
 {
     NoLeak noLeak;
     _stringHeap->FailAllocation(1);
-    EXPECT_THROW(String("abc"), std::bad_alloc);
+    EXPECT_THROW(String("abc"), TException);
 
     String original("original");
     {
         String copy(original);
         _stringHeap->FailAllocation(1);
-        EXPECT_THROW(copy += "more", std::bad_alloc);
+        EXPECT_THROW(copy += "more", TException);
         EXPECT_EQ(1u, RefOf(original)->refCount) << "the failed clone gave up its count";
     }  // the copy holds nothing now and is destroyed without fault
     EXPECT_STREQ("original", original.c_str());
 
     _stringHeap->FailAllocation(1);
-    EXPECT_THROW(original = "replacement", std::bad_alloc);
+    EXPECT_THROW(original = "replacement", TException);
     EXPECT_STREQ("original", original.c_str()) << "a failed assignment keeps the old text";
 
     _stringHeap->FailAllocation(1);
     EXPECT_EQ(nullptr, new String("no room")) << "operator new gives null and builds nothing";
 
     // A text whose length does not fit 32 bits is a failed allocation too.
-    EXPECT_THROW(String('x', 0xFFFFFFFFul), std::bad_alloc);
+    EXPECT_THROW(String('x', 0xFFFFFFFFul), TException);
     String big("x");
-    EXPECT_THROW(big.EnsureBufferSize(0xFFFFFFFFul), std::bad_alloc);
+    EXPECT_THROW(big.EnsureBufferSize(0xFFFFFFFFul), TException);
     EXPECT_STREQ("x", big.c_str());
 }
 
