@@ -84,6 +84,83 @@ void ShowChecksums()
     std::printf("\n");
 }
 
+void ShowFailures()
+{
+    Section("Failures arrive as one exception type, with catalogue texts");
+    NH_Heap heap(1, "DemoHeap");
+    heap.FailAllocation(1);  // the next allocation of this heap finds memory exhausted
+    try {
+        heap.Alloc(4096);
+        std::printf("the allocation went through\n");
+    } catch (const TException& e) {
+        std::printf("allocating 4096 bytes from \"%s\" failed: \"%s\" (code %lu)\n", heap.GetName(),
+                    e.message ? e.message->c_str() : "", static_cast<unsigned long>(e.code));
+    }
+
+    try {
+        TExceptionThrower(0).SetAndThrow(18001, 5);  // a message identifier and a system error code
+    } catch (const AException& base) {
+        const TException& e = static_cast<const TException&>(base);
+        std::printf("a failed delete: \"%s\" (code %lu)\n", e.message ? e.message->c_str() : "",
+                    static_cast<unsigned long>(e.code));
+    }
+}
+
+// The state of a small document before an edit: its whole text.
+class TextMemento : public AUndoMemento {
+public:
+    TextMemento(const char* action, const String& text) : AUndoMemento(action, 0, 0, 1), text(text) {}
+    int IsEquivalentTo(const AUndoMemento& other) const override
+    {
+        return text == static_cast<const TextMemento&>(other).text;
+    }
+    int CanBeMerged() const override { return 1; }
+
+    String text;
+};
+
+class TextDocument : public AUndoable {
+public:
+    explicit TextDocument(const char* text) : text(text) {}
+
+    void Append(const char* action, const char* more)
+    {
+        AdoptMemento(new TextMemento(action, text));
+        text += more;
+    }
+    // Goes to the memento's text and hands back the text just left, for the other list.
+    AUndoMemento* ApplyMemento(AUndoMemento* memento, int) override
+    {
+        TextMemento* left = new TextMemento(memento->GetActionName().c_str(), text);
+        text = static_cast<TextMemento*>(memento)->text;
+        return left;
+    }
+
+    String text;
+};
+
+void ShowUndo()
+{
+    Section("Undo and redo of a small edit");
+    TextDocument document("Dear reader");
+    document.Append("Type", ",");
+    document.Append("Type greeting", " hello");
+    std::printf("after two edits: \"%s\", undo steps %d, next undo \"%s\"\n", document.text.c_str(),
+                document.GetNumUndoMementos(), document.GetPendingUndoName().c_str());
+    document.UndoCurrentState();
+    std::printf("undone:  \"%s\", undo steps %d, redo steps %d, next redo \"%s\"\n", document.text.c_str(),
+                document.GetNumUndoMementos(), document.GetNumRedoMementos(),
+                document.GetPendingRedoName().c_str());
+    document.RedoLastUndoneState();
+    std::printf("redone:  \"%s\", undo steps %d, redo steps %d\n", document.text.c_str(),
+                document.GetNumUndoMementos(), document.GetNumRedoMementos());
+    std::printf("the history:");
+    for (const AUndoMemento* m = document.GetFirstUndoMemento(); m; m = document.GetNextUndoMemento(m))
+        std::printf(" \"%s\" (before: \"%s\")", m->GetActionName().c_str(),
+                    static_cast<const TextMemento*>(m)->text.c_str());
+    std::printf("\n");
+}
+
 }  // namespace
 
 int main()
@@ -93,6 +170,8 @@ int main()
     ShowStrings();
     ShowRandomNumbers();
     ShowChecksums();
+    ShowFailures();
+    ShowUndo();
     std::printf("\nThe string heap holds %lu blocks at the end: nothing leaked.\n", _stringHeap->GetBlocksInUse());
     return 0;
 }
