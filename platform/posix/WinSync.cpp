@@ -179,19 +179,9 @@ void InitializeCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
     pthread_mutexattr_destroy(&attributes);
 }
 
-void EnterCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
-{
-    pthread_mutex_lock(MutexOf(lpCriticalSection));
-}
-
 BOOL TryEnterCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
 {
     return pthread_mutex_trylock(MutexOf(lpCriticalSection)) == 0 ? TRUE : FALSE;
-}
-
-void LeaveCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
-{
-    pthread_mutex_unlock(MutexOf(lpCriticalSection));
 }
 
 void DeleteCriticalSection(LPCRITICAL_SECTION lpCriticalSection)

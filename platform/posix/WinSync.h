@@ -1,6 +1,8 @@
 // Critical sections, thread-local storage, events and the waits for waitable objects.
 #pragma once
 
+#include <pthread.h>
+
 #include "CommonTarnExport.h"
 #include "WinTypes.h"
 
@@ -8,11 +10,18 @@ extern "C" {
 
 // A recursive lock: the owning thread may enter again, and leaves as often as it entered.
 COMMONTARN_API void InitializeCriticalSection(LPCRITICAL_SECTION lpCriticalSection);
-COMMONTARN_API void EnterCriticalSection(LPCRITICAL_SECTION lpCriticalSection);
+// Entering and leaving are the hot path of every lock, so they go straight to the mutex.
+inline void EnterCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
+{
+    pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(lpCriticalSection->Opaque.Storage));
+}
 // Nonzero if the lock was free or is already held by the calling thread, which then owns
 // it once more; zero at once if another thread holds it.
 COMMONTARN_API BOOL TryEnterCriticalSection(LPCRITICAL_SECTION lpCriticalSection);
-COMMONTARN_API void LeaveCriticalSection(LPCRITICAL_SECTION lpCriticalSection);
+inline void LeaveCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
+{
+    pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(lpCriticalSection->Opaque.Storage));
+}
 COMMONTARN_API void DeleteCriticalSection(LPCRITICAL_SECTION lpCriticalSection);
 
 // Slots of thread-local storage; a new slot reads 0 in every thread. TlsGetValue sets
