@@ -165,13 +165,16 @@ void ShowUndo()
 
 int main()
 {
+    const unsigned long blocksAtStart = _stringHeap->GetBlocksInUse();
     std::printf("CommonTarn demo: the string heap \"%s\" holds %lu blocks at start\n", _stringHeap->GetName(),
-                _stringHeap->GetBlocksInUse());
+                blocksAtStart);
     ShowStrings();
     ShowRandomNumbers();
     ShowChecksums();
     ShowFailures();
     ShowUndo();
-    std::printf("\nThe string heap holds %lu blocks at the end: nothing leaked.\n", _stringHeap->GetBlocksInUse());
-    return 0;
+    const unsigned long blocksAtEnd = _stringHeap->GetBlocksInUse();
+    std::printf("\nThe string heap holds %lu blocks at the end: %s.\n", blocksAtEnd,
+                blocksAtEnd == blocksAtStart ? "nothing leaked" : "some blocks were not given back");
+    return blocksAtEnd == blocksAtStart ? 0 : 1;
 }
