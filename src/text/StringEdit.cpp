@@ -93,11 +93,6 @@ String& String::Insert(unsigned long pos, const String& s, unsigned long n)
 
 String& String::Insert(unsigned long pos, char c, unsigned long n)
 {
-    return InsertFill(pos, c, n);
-}
-
-String& String::InsertFill(unsigned long pos, char c, unsigned long n)
-{
     if (n == 0)
         return *this;
     std::memset(OpenGap(pos, n), c, n);

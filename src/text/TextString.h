@@ -254,7 +254,6 @@ private:
             NH_Heap::FreeMem(r);
     }
     void BuildFromFormat(const char* buffer);
-    String& InsertFill(unsigned long pos, char c, unsigned long n);
     // Opens a gap of n bytes at pos (clamped) and answers where it starts.
     char* OpenGap(unsigned long pos, unsigned long n);
 

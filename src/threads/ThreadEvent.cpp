@@ -2,6 +2,7 @@
 #include "threads/ThreadEvent.h"
 
 #include <cstdint>
+#include <initializer_list>
 
 #include "TarnPlatform.h"
 
@@ -54,107 +55,70 @@ void TThreadEvent::Pulse()
 
 namespace {
 
-// The wait list of one call: the events that are there, in argument order.
-class TWaitList {
-public:
-    explicit TWaitList(const TThreadEvent& first) { handles[count++] = first.GetHandle(); }
-
-    // A further argument may be a null reference, meaning that the event is not there. The
-    // address goes through a volatile, so that the compiler cannot take it for non-null.
-    void Add(const TThreadEvent& event)
-    {
-        const TThreadEvent* volatile address = &event;
-        const TThreadEvent* present = address;
-        if (present)
-            handles[count++] = present->GetHandle();
-    }
-
-    // The platform's answer, with the time-out as -1. The failure answer is 0xFFFFFFFF,
-    // -1 as a 32-bit number, which it stays where long is wider.
-    long Wait(bool waitAll, unsigned long timeoutMs) const
-    {
-        const DWORD answer = WaitForMultipleObjectsEx(count, handles, waitAll ? TRUE : FALSE,
-            static_cast<DWORD>(timeoutMs), FALSE);
-        if (answer == WAIT_TIMEOUT)
-            return -1;
-        return static_cast<int32_t>(answer);
-    }
-
-private:
+// The handles of one call's wait list, in argument order. An event after the first may be
+// a null reference, meaning that it is not there; its address goes through a volatile, so
+// that the compiler cannot take it for non-null.
+long WaitOn(bool waitAll, unsigned long timeoutMs, std::initializer_list<const TThreadEvent*> events)
+{
     HANDLE handles[5];
     DWORD count = 0;
-};
+    for (const TThreadEvent* const& event : events) {
+        const TThreadEvent* volatile address = event;
+        const TThreadEvent* present = address;
+        if (present && count < 5)
+            handles[count++] = present->GetHandle();
+    }
+    // The platform's answer, with the time-out as -1. The failure answer is 0xFFFFFFFF,
+    // -1 as a 32-bit number, which it stays where long is wider.
+    const DWORD answer =
+        WaitForMultipleObjectsEx(count, handles, waitAll ? TRUE : FALSE, static_cast<DWORD>(timeoutMs), FALSE);
+    if (answer == WAIT_TIMEOUT)
+        return -1;
+    return static_cast<int32_t>(answer);
+}
 
 }  // namespace
 
 long WaitForAll(const TThreadEvent& e1, const TThreadEvent& e2, unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    return list.Wait(true, timeoutMs);
+    return WaitOn(true, timeoutMs, {&e1, &e2});
 }
 
 long WaitForAll(const TThreadEvent& e1, const TThreadEvent& e2, const TThreadEvent& e3, unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    list.Add(e3);
-    return list.Wait(true, timeoutMs);
+    return WaitOn(true, timeoutMs, {&e1, &e2, &e3});
 }
 
 long WaitForAll(const TThreadEvent& e1, const TThreadEvent& e2, const TThreadEvent& e3, const TThreadEvent& e4,
     unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    list.Add(e3);
-    list.Add(e4);
-    return list.Wait(true, timeoutMs);
+    return WaitOn(true, timeoutMs, {&e1, &e2, &e3, &e4});
 }
 
 long WaitForAll(const TThreadEvent& e1, const TThreadEvent& e2, const TThreadEvent& e3, const TThreadEvent& e4,
     const TThreadEvent& e5, unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    list.Add(e3);
-    list.Add(e4);
-    list.Add(e5);
-    return list.Wait(true, timeoutMs);
+    return WaitOn(true, timeoutMs, {&e1, &e2, &e3, &e4, &e5});
 }
 
 long WaitForAny(const TThreadEvent& e1, const TThreadEvent& e2, unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    return list.Wait(false, timeoutMs);
+    return WaitOn(false, timeoutMs, {&e1, &e2});
 }
 
 long WaitForAny(const TThreadEvent& e1, const TThreadEvent& e2, const TThreadEvent& e3, unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    list.Add(e3);
-    return list.Wait(false, timeoutMs);
+    return WaitOn(false, timeoutMs, {&e1, &e2, &e3});
 }
 
 long WaitForAny(const TThreadEvent& e1, const TThreadEvent& e2, const TThreadEvent& e3, const TThreadEvent& e4,
     unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    list.Add(e3);
-    list.Add(e4);
-    return list.Wait(false, timeoutMs);
+    return WaitOn(false, timeoutMs, {&e1, &e2, &e3, &e4});
 }
 
 long WaitForAny(const TThreadEvent& e1, const TThreadEvent& e2, const TThreadEvent& e3, const TThreadEvent& e4,
     const TThreadEvent& e5, unsigned long timeoutMs)
 {
-    TWaitList list(e1);
-    list.Add(e2);
-    list.Add(e3);
-    list.Add(e4);
-    list.Add(e5);
-    return list.Wait(false, timeoutMs);
+    return WaitOn(false, timeoutMs, {&e1, &e2, &e3, &e4, &e5});
 }
