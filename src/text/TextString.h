@@ -14,6 +14,7 @@
 
 class NH_Heap;
 class String;
+class TRegularExp;
 
 // Header of every text buffer; the text starts right behind it in the same heap block.
 struct StringRef {
@@ -214,6 +215,38 @@ public:
     friend int operator>=(const String& a, const char* b) { return Compare(a.text, b) >= 0; }
     friend int operator>=(const char* a, const String& b) { return Compare(a, b.text) >= 0; }
 
+    // Regular expression search: the index of the first match at start or later, or -1;
+    // the second form also gives the match's length.
+    long Find(const TRegularExp& re, unsigned long start = 0) const;
+    long Find(const TRegularExp& re, unsigned int start, unsigned int* length) const;
+
+    // File names: a drive letter and a colon, then directories separated by backslashes.
+    // These work on the text alone; only GetCurrentDrive, GetCurrentPath and the
+    // operations that complete a name read the current directory.
+    int ContainsDrive() const;
+    int ContainsPath() const;
+    int GetDriveIndex() const;
+    [[nodiscard]] SubString GetDrive(int* index = nullptr) const;
+    [[nodiscard]] SubString GetPath() const;
+    [[nodiscard]] SubString GetTitle(int withExtension = 1) const;
+    [[nodiscard]] SubString GetExtension(int withPoint = 0) const;
+    [[nodiscard]] SubString GetPathBelow(String* top = nullptr) const;
+    [[nodiscard]] SubString GetSummary(unsigned long maxLength) const;
+    int IsValidFileName() const;
+    [[nodiscard]] static SubString GetCurrentDrive();
+    [[nodiscard]] static SubString GetCurrentPath();
+    String& SetDrive(const String& drive);
+    String& SetDrive(int index);
+    String& PrependVolumeName(const String& name);
+    void EnsureFullFileName();
+    void AppendTitleAndMakeFullFileName(const String& title);
+    String& RemoveExtension(const char* list);
+    String& RemoveExtension(const String& list);
+    String& SetExtension(const String& extension, const char* list);
+    String& SetExtension(const char* extension, const char* list);
+    static String GetRelativeFileName(const String& directory, const String& fileName);
+    static String GetAbsoluteFileName(const String& directory, const String& relative);
+
 protected:
     explicit String(StringRef* r);
     StringRef* GetStringRef() const { return reinterpret_cast<StringRef*>(text) - 1; }
@@ -224,6 +257,10 @@ protected:
     unsigned long StringToULong(int base) const;
     // By the calling thread's CaseSensitive mode: 0 compares without regard to case.
     static int Compare(const char* a, const char* b);
+    static char PathSeparator() { return '\\'; }
+    static char DriveSeparator() { return ':'; }
+    void AddCurrentDrive();
+    void AddCurrentPath();
 
 private:
     friend class SubString;
