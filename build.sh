@@ -6,6 +6,7 @@
 #   ./build.sh tsan     the test suite under ThreadSanitizer
 #   ./build.sh bench    build and run the benchmarks, which print their ratios
 #   ./build.sh windows  build the 64- and 32-bit Windows DLLs and run the 64-bit suites under wine64
+#   ./build.sh fuzz [s] build the libFuzzer targets with clang and run each for s seconds (60)
 #   ./build.sh deps     only install the missing packages, for Linux and Windows builds
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -15,6 +16,8 @@ packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev zlib1g-dev)
 # oracle), GoogleTest sources to build with the cross compiler, and wine64 to run the tests.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix
     libz-mingw-w64-dev googletest wine64)
+# The fuzz targets: clang and its sanitizer and libFuzzer run-time libraries.
+fuzz_packages=(cmake ninja-build clang libclang-rt-dev)
 
 install_missing() {  # [package...], the Linux packages when none are named
     local wanted=("$@")
@@ -53,8 +56,34 @@ windows() {
     ctest --preset mingw64
 }
 
+# Runs every fuzz target for the given number of seconds, from its seeds in fuzz/corpus/<name>
+# if there are any; a crash, a leak, undefined behaviour or an input that runs longer than
+# 10 s stops the run, leaves the input in build/fuzz/findings and fails.
+fuzz() {
+    local seconds=${1:-60}
+    install_missing "${fuzz_packages[@]}"
+    build fuzz
+    mkdir -p build/fuzz/findings
+    local program name corpus
+    for program in build/fuzz/fuzz/Fuzz*; do
+        [ -x "$program" ] || continue
+        name=$(basename "$program")
+        corpus=build/fuzz/corpus/$name
+        mkdir -p "$corpus"
+        [ -d "fuzz/corpus/$name" ] && cp -r "fuzz/corpus/$name/." "$corpus/"
+        if ! "$program" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
+            -artifact_prefix="build/fuzz/findings/$name-" "$corpus" >"build/fuzz/$name.log" 2>&1; then
+            tail -n 60 "build/fuzz/$name.log"
+            echo "$name: finding, see build/fuzz/findings"
+            return 1
+        fi
+        echo "$name: no finding in $seconds s, $(find "$corpus" -type f | wc -l) inputs in the corpus"
+    done
+}
+
 case "${1:-test}" in
-deps) install_missing "${packages[@]}" "${windows_packages[@]}" ;;
+deps) install_missing "${packages[@]}" "${windows_packages[@]}" "${fuzz_packages[@]}" ;;
+fuzz) fuzz "${2:-60}" ;;
 windows) windows ;;
 demo)
     install_missing

@@ -107,7 +107,7 @@ unsigned long TThread::Starter(void* argument)
     if (IsThreadHandle(thread->threadHandle))
         CloseHandle(thread->threadHandle);
     thread->threadHandle = nullptr;
-    thread->~TThread();
+    thread->TThread::~TThread();
     ::operator delete(static_cast<void*>(thread));
     return result;
 }
