@@ -121,9 +121,19 @@ char* FindString(char* buffer, unsigned int id)
 const String& FindCachedString(unsigned int id)
 {
     TAutoCriticalSection hold(messageCacheLock.Get());
-    CachedString& probe = messageProbe.Get();
-    probe.id = id;
-    auto* cached = static_cast<CachedString*>(messageCache.Get().FindEqual(probe));
+    // FindEqual with the probe as the key, its bucket walk written out without the two virtual
+    // calls per step: every element of the cache is a CachedString, whose hash is its id and
+    // which compares equal exactly when the ids are equal.
+    messageProbe.Get().id = id;
+    THashListImp& cache = messageCache.Get();
+    const uint32_t bucket = id % cache.GetNumBuckets();
+    CachedString* cached = nullptr;
+    for (THashListElement* e = cache.GetBucketFirst(bucket); e && e->GetBucket() == bucket;
+         e = static_cast<THashListElement*>(e->GetNext()))
+        if (static_cast<CachedString*>(e)->id == id) {
+            cached = static_cast<CachedString*>(e);
+            break;
+        }
     if (!cached) {
         char text[kTextBufferSize];
         FindMessageText(localizedStringDll, id, text);
