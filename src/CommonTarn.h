@@ -18,6 +18,7 @@
 #include "frame/Frame.h"
 #include "numeric/NumericHelpers.h"
 #include "numeric/Randomizer.h"
+#include "patterns/RegularExp.h"
 #include "text/MessageCatalogue.h"
 #include "text/TextHelpers.h"
 #include "text/TextString.h"
