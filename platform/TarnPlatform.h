@@ -29,4 +29,7 @@
 #  include "posix/WinTime.h"
 #  include "posix/WinModules.h"
 #  include "posix/WinDebug.h"
+#  include "posix/WinNames.h"
 #endif
+
+#include "TarnNames.h"
