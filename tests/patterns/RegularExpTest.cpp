@@ -316,7 +316,7 @@ TEST(RegularExp, AgreesWithReferenceMatcher)
         const unsigned int start = static_cast<unsigned int>(random() % (text.size() + 1));
         const Hit expected = ReferenceFind(parsed, text.substr(start));
         const Hit got = Search(source.c_str(), text.c_str(), start);
-        ASSERT_EQ(got, (expected.index < 0 ? kNone : Hit{expected.index + start, expected.length}))
+        ASSERT_EQ(got, (expected.index < 0 ? kNone : Hit{expected.index + static_cast<long>(start), expected.length}))
             << "pattern '" << source << "' text '" << text << "' start " << start;
     }
 }
