@@ -19,6 +19,7 @@
 #include "numeric/NumericHelpers.h"
 #include "numeric/Randomizer.h"
 #include "patterns/RegularExp.h"
+#include "text/FileName.h"
 #include "text/MessageCatalogue.h"
 #include "text/TextHelpers.h"
 #include "text/TextString.h"
