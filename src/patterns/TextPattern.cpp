@@ -1,0 +1,1014 @@
+#include "patterns/TextPattern.h"
+
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+const char _defaultSpecialChars[] = "|*+()[]-^/.?^${}~";
+
+// Roles of the positions of the operator table.
+enum ETablePosition {
+    eAlternation = 0,
+    eStar = 1,
+    ePlus = 2,
+    eGroupOpen = 3,
+    eGroupClose = 4,
+    eClassOpen = 5,
+    eClassClose = 6,
+    eRange = 7,
+    eNegation = 8,
+    eEscape = 9,
+    eAnyChar = 10,
+    eOptional = 11,
+    eLineStart = 12,
+    eLineEnd = 13,
+    eCaptureOpen = 14,
+    eCaptureClose = 15,
+    eNotMarker = 16,
+};
+
+constexpr int32_t kEngineBacktrack = 100;
+constexpr int32_t kEngineSimulate = 101;
+constexpr int32_t kGrowth = 30;
+// Groups, capture groups and not markers nest at most this deep; deeper is a syntax error,
+// which keeps the compiler's recursion small.
+constexpr int kMaxNesting = 100;
+// The capture depth stack has 32 bytes and leaves index 0 unused; capture numbers are
+// signed bytes. A pattern beyond either limit is a syntax error.
+constexpr int kMaxCaptureDepth = 31;
+constexpr int kMaxCaptures = 128;
+
+// Letters of the named classes, in the order of their rows.
+const char kNamedClassLetters[] = "wWdDSsblL";
+constexpr int32_t kWordBoundaryRow = 6;
+
+inline bool IsWordChar(unsigned char c)
+{
+    return c != 0 && (isalnum(c) || c == '_');
+}
+
+inline bool IsBlank(unsigned char c)
+{
+    return c == 9 || c == 32 || c == 10 || c == 255;
+}
+
+// 0: one character matched, 1: zero-width success, 2: failure. The raw text, never folded.
+int TestNamedClass(int32_t row, const char* text, long index)
+{
+    const unsigned char c = static_cast<unsigned char>(text[index]);
+    bool hit;
+    switch (row) {
+    case 0: hit = IsWordChar(c); break;
+    case 1: hit = c != 0 && !IsWordChar(c); break;
+    case 2: hit = c != 0 && isdigit(c); break;
+    case 3: hit = c != 0 && !isdigit(c); break;
+    case 4: hit = c != 0 && !IsBlank(c); break;
+    case 5: hit = IsBlank(c); break;
+    case kWordBoundaryRow: {
+        const bool left = index > 0 && IsWordChar(static_cast<unsigned char>(text[index - 1]));
+        return left != IsWordChar(c) ? 1 : 2;
+    }
+    case 7: hit = c != 0 && isalpha(c); break;
+    case 8: hit = c != 0 && !isalpha(c); break;
+    default: hit = false; break;
+    }
+    return hit ? 0 : 2;
+}
+
+// The class whose header is nodes[header], on the folded character; c is the raw one.
+bool ClassAccepts(const TPatternNode* nodes, int32_t header, int32_t folded, unsigned char c)
+{
+    bool hit = false;
+    for (const TPatternNode* entry = nodes + header + 1; entry->kind != NodeBranch; ++entry) {
+        if (entry->kind == NodeClassRange ? entry->data <= folded && folded <= entry->next1
+                                          : entry->kind == NodeClassChar && entry->data == folded) {
+            hit = true;
+            break;
+        }
+    }
+    return c != 0 && hit != (nodes[header].next2 != 0);
+}
+
+inline bool IsOctalDigit(char c)
+{
+    return c >= '0' && c <= '7';
+}
+
+inline bool IsDecimalDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+inline int HexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+// The recursive descent compiler. Every function answers a node index, or -1 for any
+// failure, which unwinds to Compile.
+class TPatternCompiler {
+public:
+    TPatternCompiler(const char* text, const char* table, int caseSensitive)
+        : p(text), table(table), caseSensitive(caseSensitive != 0)
+    {
+    }
+    ~TPatternCompiler() { free(nodes); }
+
+    // The compiled array, now the caller's, or null.
+    TPatternNode* Compile()
+    {
+        nodes = static_cast<TPatternNode*>(malloc(kGrowth * sizeof(TPatternNode)));
+        if (!nodes)
+            return nullptr;
+        capacity = kGrowth;
+        next = 1;
+        nodes[0] = {kEngineSimulate, NodeBranch, 0, 0};
+        const int32_t start = Expression();
+        if (start < 0)
+            return nullptr;
+        const int32_t final = Take();
+        if (final < 0)
+            return nullptr;
+        SetNode(final, 0, NodeBranch, 0, 0);
+        nodes[0].next1 = start;
+        nodes[0].next2 = final + 1;
+        return std::exchange(nodes, nullptr);
+    }
+
+private:
+    // The terminator is never an operator, whatever the table holds.
+    bool Is(int position) const { return *p != 0 && *p == table[position]; }
+    bool AtEnd() const { return *p == 0; }
+    int32_t Fold(char c) const
+    {
+        return static_cast<signed char>(caseSensitive ? c : tolower(static_cast<unsigned char>(c)));
+    }
+
+    int32_t Take()
+    {
+        if (next >= TTextPattern::kMaxNodes)
+            return -1;
+        if (next >= capacity - 1) {
+            void* grown = realloc(nodes, static_cast<size_t>(capacity + kGrowth) * sizeof(TPatternNode));
+            if (!grown)
+                return -1;
+            nodes = static_cast<TPatternNode*>(grown);
+            capacity += kGrowth;
+        }
+        nodes[next] = {0, 0, 0, 0};
+        return next++;
+    }
+    void SetNode(int32_t i, int32_t data, int32_t kind, int32_t next1, int32_t next2)
+    {
+        nodes[i] = {data, kind, next1, next2};
+    }
+    // A node with both links on the node behind it.
+    int32_t Leaf(int32_t data, int32_t kind)
+    {
+        const int32_t i = Take();
+        if (i >= 0)
+            SetNode(i, data, kind, i + 1, i + 1);
+        return i;
+    }
+    void Relink(int32_t i, int32_t from, int32_t to)
+    {
+        if (nodes[i].next1 == from)
+            nodes[i].next1 = to;
+        if (nodes[i].next2 == from)
+            nodes[i].next2 = to;
+    }
+
+    int32_t Expression()
+    {
+        const int32_t before = next - 1;
+        const int32_t term = Term();
+        if (term < 0 || !Is(eAlternation))
+            return term;
+        const int32_t branch = Take();
+        if (branch < 0)
+            return -1;
+        ++p;
+        const int32_t rest = Expression();
+        if (rest < 0)
+            return -1;
+        Relink(before, term, branch);
+        Relink(branch - 1, branch, next);
+        SetNode(branch, 0, NodeBranch, term, rest);
+        const int32_t join = Take();
+        if (join < 0)
+            return -1;
+        SetNode(join, 0, NodeBranch, join + 1, join + 1);
+        return branch;
+    }
+
+    // Factors up to an alternation, a group's end or the end of the pattern.
+    int32_t Term()
+    {
+        const int32_t entry = Factor();
+        if (entry < 0)
+            return -1;
+        while (StartsFurtherFactor())
+            if (Factor() < 0)
+                return -1;
+        if (!(AtEnd() || Is(eAlternation) || Is(eGroupClose) || Is(eCaptureClose)))
+            return -1;
+        return entry;
+    }
+    bool StartsFurtherFactor() const
+    {
+        if (Is(eGroupOpen) || Is(eClassOpen) || Is(eCaptureOpen) || Is(eNotMarker))
+            return true;
+        return !(AtEnd() || Is(eAlternation) || Is(eGroupClose) || Is(eStar) || Is(eClassClose) ||
+                 Is(eCaptureClose) || Is(ePlus));
+    }
+
+    int32_t Factor()
+    {
+        const int32_t first = next;
+        int32_t entry;
+        if (Is(eGroupOpen)) {
+            if (++nesting > kMaxNesting)
+                return -1;
+            ++p;
+            entry = Expression();
+            if (entry < 0 || !Is(eGroupClose))
+                return -1;
+            ++p;
+            --nesting;
+        } else if (Is(eCaptureOpen)) {
+            if (++nesting > kMaxNesting || captureDepth >= kMaxCaptureDepth || numCaptures >= kMaxCaptures)
+                return -1;
+            nodes[0].data = kEngineBacktrack;
+            entry = Take();
+            if (entry < 0)
+                return -1;
+            SetNode(entry, numCaptures, NodeCaptureOpen, entry + 1, entry + 1);
+            captureStack[++captureDepth] = static_cast<unsigned char>(numCaptures++);
+            ++p;
+            if (Expression() < 0 || !Is(eCaptureClose))
+                return -1;
+            ++p;
+            if (Leaf(captureStack[captureDepth--], NodeCaptureClose) < 0)
+                return -1;
+            --nesting;
+        } else if (Is(eAnyChar)) {
+            ++p;
+            entry = Leaf(1, NodeAny);
+        } else if (Is(eNotMarker)) {
+            // The operand takes the closure behind it; the marker takes none of its own.
+            if (++nesting > kMaxNesting)
+                return -1;
+            ++p;
+            const int32_t open = Take();
+            if (open < 0)
+                return -1;
+            const int32_t operand = Factor();
+            if (operand < 0)
+                return -1;
+            SetNode(open, 1, NodeNotOpen, operand, next);
+            if (Leaf(1, NodeNotClose) < 0)
+                return -1;
+            --nesting;
+            return open;
+        } else if (Is(eLineStart)) {
+            ++p;
+            entry = Leaf(1, NodeLineStart);
+        } else if (Is(eLineEnd)) {
+            ++p;
+            entry = Leaf(1, NodeLineEnd);
+        } else if (Is(eClassOpen)) {
+            entry = Class();
+        } else if (Is(eEscape)) {
+            entry = Escape();
+        } else if (AtEnd() || Is(eAlternation) || Is(eGroupClose) || Is(eStar) || Is(eClassClose) ||
+                   Is(eCaptureClose) || Is(ePlus)) {
+            return -1;
+        } else {
+            entry = Leaf(Fold(*p++), NodeChar);
+        }
+        if (entry < 0)
+            return -1;
+        return Closure(first, entry);
+    }
+
+    // At most one closure operator behind a factor whose nodes start at first.
+    int32_t Closure(int32_t first, int32_t entry)
+    {
+        const bool star = Is(eStar);
+        if (star || Is(eOptional)) {
+            ++p;
+            const int32_t loop = Take();
+            if (loop < 0)
+                return -1;
+            SetNode(loop, 0, NodeBranch, loop + 1, entry);
+            // The node in front of the factor links to the factor's entry. That is its first
+            // node, unless the factor is a group that opens with an alternation or a closure;
+            // following the entry keeps the loop reachable in that case too.
+            Relink(first - 1, entry, loop);
+            if (!star) {
+                Relink(loop - 1, loop, loop + 1);
+                if (Leaf(0, NodeBranch) < 0)
+                    return -1;
+            }
+            return loop;
+        }
+        if (Is(ePlus)) {
+            ++p;
+            const int32_t loop = Take();
+            if (loop < 0)
+                return -1;
+            SetNode(loop, 0, NodeBranch, loop + 1, entry);
+        }
+        return entry;
+    }
+
+    // The escape character and what follows it. A pattern that ends within an escape, and a
+    // numeric escape without all of its digits, are syntax errors; the digits are tested one
+    // by one, so nothing behind a terminator is read.
+    int32_t Escape()
+    {
+        ++p;
+        const char c = *p;
+        if (c == 0)
+            return -1;
+        if (const char* letter = strchr(kNamedClassLetters, c)) {
+            ++p;
+            return Leaf(static_cast<int32_t>(letter - kNamedClassLetters), NodeNamedClass);
+        }
+        int value;
+        switch (c) {
+        case 'e': value = 27; ++p; break;
+        case 'n': value = 10; ++p; break;
+        case 't': value = 9; ++p; break;
+        case 'o':
+            if (!IsOctalDigit(p[1]) || !IsOctalDigit(p[2]) || !IsOctalDigit(p[3]))
+                return -1;
+            value = ((p[1] - '0') * 8 + (p[2] - '0')) * 8 + (p[3] - '0');
+            p += 4;
+            break;
+        case 'x':
+            if (HexValue(p[1]) < 0 || HexValue(p[2]) < 0)
+                return -1;
+            value = HexValue(p[1]) * 16 + HexValue(p[2]);
+            p += 3;
+            break;
+        default:
+            if (!IsDecimalDigit(c))
+                return Leaf(Fold(*p++), NodeChar);
+            if (!IsDecimalDigit(p[1]) || !IsDecimalDigit(p[2]))
+                return -1;
+            value = ((c - '0') * 10 + (p[1] - '0')) * 10 + (p[2] - '0');
+            if (value > 255)
+                return -1;
+            p += 3;
+            break;
+        }
+        // Numeric values are stored as they are, never folded.
+        return Leaf(static_cast<signed char>(value & 0xFF), NodeChar);
+    }
+
+    // One character of a class, plain or escaped; false at the end of the pattern or a line
+    // feed, both of which may not come before the class's end.
+    bool ClassCharacter(int32_t* value, bool foldEscaped)
+    {
+        char c = *p;
+        bool escaped = false;
+        if (Is(eEscape)) {
+            c = *++p;
+            escaped = true;
+        }
+        if (c == 0 || c == '\n')
+            return false;
+        ++p;
+        if (escaped && (c == 'e' || c == 'n' || c == 't'))
+            *value = c == 'e' ? 27 : c == 'n' ? 10 : 9;
+        else
+            *value = escaped && !foldEscaped ? static_cast<signed char>(c) : Fold(c);
+        return true;
+    }
+
+    int32_t Class()
+    {
+        ++p;
+        const int32_t header = Take();
+        if (header < 0)
+            return -1;
+        SetNode(header, 0, NodeClass, 0, 0);
+        if (Is(eNegation)) {
+            nodes[header].next2 = 1;
+            ++p;
+        }
+        if (Is(eRange))
+            return -1;
+        // The entry that a range operator may turn into a range: only a single character.
+        // A range operator behind a range, or behind a line start or end entry, is a syntax
+        // error.
+        int32_t single = -1;
+        while (!Is(eClassClose)) {
+            if (Is(eRange)) {
+                ++p;
+                int32_t high;
+                if (single < 0 || Is(eClassClose) || !ClassCharacter(&high, false))
+                    return -1;
+                nodes[single].kind = NodeClassRange;
+                nodes[single].next1 = high;
+                single = -1;
+                continue;
+            }
+            const int32_t entry = Take();
+            if (entry < 0)
+                return -1;
+            single = -1;
+            if (Is(eEscape) || !(Is(eLineStart) || Is(eLineEnd))) {
+                int32_t value;
+                if (!ClassCharacter(&value, true))
+                    return -1;
+                SetNode(entry, value, NodeClassChar, 0, 0);
+                single = entry;
+            } else {
+                // Line start and end entries, which the class test passes over.
+                SetNode(entry, 1, Is(eLineStart) ? NodeLineStart : NodeLineEnd, 0, 0);
+                ++p;
+            }
+        }
+        ++p;
+        const int32_t join = Leaf(0, NodeBranch);
+        if (join < 0)
+            return -1;
+        nodes[header].next1 = join;
+        return header;
+    }
+
+    const char* p;
+    const char* table;
+    bool caseSensitive;
+    TPatternNode* nodes = nullptr;
+    int32_t next = 0;
+    int32_t capacity = 0;
+    int nesting = 0;
+    int captureDepth = 0;
+    int numCaptures = 0;
+    unsigned char captureStack[kMaxCaptureDepth + 1] = {};
+};
+
+// ---- Matching -------------------------------------------------------------------------
+
+struct TIdentityFold {
+    unsigned char map[256];
+    constexpr TIdentityFold() : map()
+    {
+        for (int i = 0; i < 256; ++i)
+            map[i] = static_cast<unsigned char>(i);
+    }
+};
+constexpr TIdentityFold _identityFold;
+
+// Backtracking limits. A search gives up, with no match from that attempt on, when an
+// attempt would hold more choice points or capture records than these, or when the search
+// has used up its steps: kBaseSteps, and kStepsPerAttempt more for each attempt. That bounds
+// the time of any search by the length of its text, and the stack at about 130 kilobytes.
+constexpr int32_t kMaxChoices = 4096;
+constexpr int32_t kMaxCaptureRecords = 4096;
+constexpr long long kBaseSteps = 1LL << 22;
+constexpr long long kStepsPerAttempt = 256;
+
+struct TMatchContext {
+    const TPatternNode* nodes;
+    const char* text;
+    const unsigned char* fold;
+    MatchCallback callback;
+    void* userData;
+    long long stepsLeft;
+    bool gaveUp;
+};
+
+// A list of states, each node at most once: a node is in the list when its mark equals the
+// list's generation, so the test for duplicates costs one comparison.
+struct TStateList {
+    int32_t count;
+    uint32_t generation;
+    int32_t entries[TTextPattern::kMaxNodes];
+    uint32_t mark[TTextPattern::kMaxNodes];
+
+    void Init()
+    {
+        count = 0;
+        generation = 1;
+        memset(mark, 0, sizeof mark);
+    }
+    void Clear()
+    {
+        count = 0;
+        if (++generation == 0) {
+            memset(mark, 0, sizeof mark);
+            generation = 1;
+        }
+    }
+    void Add(int32_t node)
+    {
+        if (mark[node] != generation) {
+            mark[node] = generation;
+            entries[count++] = node;
+        }
+    }
+};
+
+// The set-of-states simulation. The lists never hold a node twice; the walk reaches the same
+// states at each position as one that allows repeats, so the longest match is the same, and
+// as a compiled pattern has at most kMaxNodes nodes the lists cannot run out.
+class TSimulator {
+public:
+    explicit TSimulator(TMatchContext& context) : m(context)
+    {
+        lists[0].Init();
+        lists[1].Init();
+    }
+
+    long Attempt(long start)
+    {
+        const TPatternNode* nodes = m.nodes;
+        const char* text = m.text;
+        TStateList* current = &lists[0];
+        TStateList* following = &lists[1];
+        current->Clear();
+        following->Clear();
+        current->Add(nodes[0].next1);
+        long best = -1;
+        for (long position = start;; ++position) {
+            const unsigned char c = static_cast<unsigned char>(text[position]);
+            const int32_t folded = static_cast<signed char>(m.fold[c]);
+            for (int32_t k = 0; k < current->count; ++k) {
+                const int32_t index = current->entries[k];
+                if (index == 0) {
+                    best = position - start;
+                    continue;
+                }
+                const TPatternNode& node = nodes[index];
+                switch (node.kind) {
+                case NodeBranch:
+                    current->Add(node.next2);
+                    if (node.next1 != node.next2)
+                        current->Add(node.next1);
+                    break;
+                case NodeChar:
+                    if (c != 0 && folded == node.data)
+                        following->Add(node.next1);
+                    break;
+                case NodeAny:
+                    if (c != 0 && c != '\n')
+                        following->Add(node.next1);
+                    break;
+                case NodeClass:
+                    if (ClassAccepts(nodes, index, folded, c))
+                        following->Add(node.next1);
+                    break;
+                case NodeNamedClass: {
+                    const int result = TestNamedClass(node.data, text, position);
+                    if (result == 1)
+                        current->Add(node.next1);
+                    else if (result == 0)
+                        following->Add(node.next1);
+                    break;
+                }
+                case NodeLineStart:
+                    if (position == 0 || text[position - 1] == '\n')
+                        current->Add(node.next1);
+                    break;
+                case NodeLineEnd:
+                    if (c == 0 || c == '\n')
+                        current->Add(node.next1);
+                    break;
+                default:  // the not marker ends a path here
+                    break;
+                }
+            }
+            if (following->count == 0)
+                return best;
+            std::swap(current, following);
+            following->Clear();
+        }
+    }
+
+private:
+    TMatchContext& m;
+    TStateList lists[2];
+};
+
+struct TChoice {
+    long position;
+    int32_t node;
+    int32_t numRecords;
+};
+
+struct TCaptureRecord {
+    long position;
+    int32_t number;
+    int32_t close;
+};
+
+// The backtracking matcher, with its choice points and capture records on an explicit stack
+// instead of the call stack: the same depth-first order (second way first), the records of
+// the path that succeeds reported in the order they were made.
+class TBacktracker {
+public:
+    explicit TBacktracker(TMatchContext& context) : m(context) {}
+
+    long Attempt(long start)
+    {
+        if (m.gaveUp)
+            return -1;
+        m.stepsLeft += kStepsPerAttempt;
+        const TPatternNode* nodes = m.nodes;
+        const char* text = m.text;
+        int32_t numChoices = 0;
+        int32_t numRecords = 0;
+        long position = start;
+        int32_t index = nodes[0].next1;
+        for (;;) {
+            if (--m.stepsLeft < 0)
+                return GiveUp();
+            const TPatternNode& node = nodes[index];
+            const unsigned char c = static_cast<unsigned char>(text[position]);
+            bool ok = true;
+            switch (node.kind) {
+            case NodeBranch:
+                if (node.next1 == 0) {
+                    Report(numRecords);
+                    return position - start;
+                }
+                if (node.next1 != node.next2) {
+                    if (ReentersEmptyLoop(numChoices, index, position)) {
+                        ok = false;
+                        break;
+                    }
+                    if (numChoices == kMaxChoices)
+                        return GiveUp();
+                    choices[numChoices++] = {position, index, numRecords};
+                    index = node.next2;
+                    continue;
+                }
+                break;
+            case NodeChar:
+                ok = c != 0 && static_cast<signed char>(m.fold[c]) == node.data;
+                position += ok;
+                break;
+            case NodeAny:
+                ok = c != 0 && c != '\n';
+                position += ok;
+                break;
+            case NodeClass:
+                ok = ClassAccepts(nodes, index, static_cast<signed char>(m.fold[c]), c);
+                position += ok;
+                break;
+            case NodeNamedClass: {
+                const int result = TestNamedClass(node.data, text, position);
+                ok = result != 2;
+                position += result == 0;
+                break;
+            }
+            case NodeLineStart:
+                ok = position == 0 || text[position - 1] == '\n';
+                break;
+            case NodeLineEnd:
+                ok = c == 0 || c == '\n';
+                break;
+            case NodeCaptureOpen:
+            case NodeCaptureClose:
+                if (numRecords == kMaxCaptureRecords)
+                    return GiveUp();
+                records[numRecords++] = {node.kind == NodeCaptureOpen ? position : position - 1, node.data,
+                                         node.kind == NodeCaptureClose};
+                break;
+            default:  // the not marker's nodes are plain links here
+                break;
+            }
+            if (ok) {
+                index = node.next1;
+                continue;
+            }
+            if (numChoices == 0)
+                return -1;
+            const TChoice& choice = choices[--numChoices];
+            position = choice.position;
+            numRecords = choice.numRecords;
+            index = nodes[choice.node].next1;
+        }
+    }
+
+private:
+    long GiveUp()
+    {
+        m.gaveUp = true;
+        return -1;
+    }
+
+    // A loop whose body matched nothing comes back to a branch that this path already passed
+    // at the same position; that path is cut, so {(a*)*} ends. Positions never go down along
+    // a path, so the choices at this position are the top ones.
+    bool ReentersEmptyLoop(int32_t numChoices, int32_t node, long position) const
+    {
+        for (int32_t k = numChoices - 1; k >= 0 && choices[k].position == position; --k)
+            if (choices[k].node == node)
+                return true;
+        return false;
+    }
+
+    // Pairs each close record with the open record on top of a stack of open groups; empty
+    // groups are not reported.
+    void Report(int32_t numRecords) const
+    {
+        if (!m.callback)
+            return;
+        int32_t open[kMaxCaptureDepth + 1];
+        int depth = 0;
+        for (int32_t k = 0; k < numRecords; ++k) {
+            const TCaptureRecord& record = records[k];
+            if (!record.close) {
+                if (depth <= kMaxCaptureDepth)
+                    open[depth++] = k;
+            } else if (depth > 0) {
+                const TCaptureRecord& opened = records[open[--depth]];
+                if (record.position >= opened.position)
+                    m.callback(record.number, opened.position, record.position, m.text, m.userData);
+            }
+        }
+    }
+
+    TMatchContext& m;
+    TChoice choices[kMaxChoices];
+    TCaptureRecord records[kMaxCaptureRecords];
+};
+
+// Marks the bytes that can be the first character of a non-empty match, with every zero-width
+// test taken as passed; answers whether the final node is reachable without a character, so
+// that an empty match may be possible.
+bool FindFirstCharacters(const TPatternNode* nodes, const unsigned char* fold, bool first[256])
+{
+    const bool backtracking = nodes[0].data == kEngineBacktrack;
+    memset(first, 0, 256 * sizeof(bool));
+    bool seen[TTextPattern::kMaxNodes] = {};
+    int32_t stack[TTextPattern::kMaxNodes];
+    int32_t top = 0;
+    bool canBeEmpty = false;
+    auto push = [&](int32_t node) {
+        if (!seen[node]) {
+            seen[node] = true;
+            stack[top++] = node;
+        }
+    };
+    push(nodes[0].next1);
+    while (top > 0) {
+        const int32_t index = stack[--top];
+        if (index == 0) {
+            canBeEmpty = true;
+            continue;
+        }
+        const TPatternNode& node = nodes[index];
+        switch (node.kind) {
+        case NodeBranch:
+            push(node.next1);
+            push(node.next2);
+            break;
+        case NodeLineStart:
+        case NodeLineEnd:
+            push(node.next1);
+            break;
+        case NodeCaptureOpen:
+        case NodeCaptureClose:
+        case NodeNotOpen:
+        case NodeNotClose:
+            if (backtracking)
+                push(node.next1);
+            break;
+        case NodeNamedClass:
+            if (node.data == kWordBoundaryRow) {
+                push(node.next1);
+                break;
+            }
+            for (int b = 1; b < 256; ++b) {
+                const char one[2] = {static_cast<char>(b), 0};
+                first[b] = first[b] || TestNamedClass(node.data, one, 0) == 0;
+            }
+            break;
+        case NodeChar:
+            for (int b = 1; b < 256; ++b)
+                first[b] = first[b] || static_cast<signed char>(fold[b]) == node.data;
+            break;
+        case NodeAny:
+            for (int b = 1; b < 256; ++b)
+                first[b] = first[b] || b != '\n';
+            break;
+        case NodeClass:
+            for (int b = 1; b < 256; ++b)
+                first[b] = first[b] ||
+                           ClassAccepts(nodes, index, static_cast<signed char>(fold[b]), static_cast<unsigned char>(b));
+            break;
+        default:
+            break;
+        }
+    }
+    return canBeEmpty;
+}
+
+// Below this many positions to try, finding the first characters costs more than it saves.
+constexpr long kMinPositionsForFilter = 32;
+
+void ReportWhole(const TMatchContext& m, long at, long length)
+{
+    if (m.callback)
+        m.callback(0, at, at + length - 1, m.text, m.userData);
+}
+
+// The forward, backward and all-matches searches over one engine. Positions whose character
+// cannot start a match are skipped when that cannot change the answer: always for all
+// matches (only matches of length above 0 count), and for the other two when the pattern
+// cannot match the empty text.
+template <class Engine>
+long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchMode mode)
+{
+    const char* text = m.text;
+    const bool reportWhole = m.nodes[0].data == kEngineSimulate;
+    const size_t measured = strlen(text);
+    const long length = measured > static_cast<size_t>(LONG_MAX) ? LONG_MAX : static_cast<long>(measured);
+    // A start beyond the text is answered as no match.
+    if (start > length)
+        return -1;
+    bool first[256];
+    const long positions = mode == eMatchBackward ? start : length - start;
+    bool filter = false;
+    if (positions >= kMinPositionsForFilter)
+        filter = !FindFirstCharacters(m.nodes, m.fold, first) || mode == eMatchAll;
+    auto skip = [&](long position) { return filter && !first[static_cast<unsigned char>(text[position])]; };
+
+    if (mode == eMatchForward) {
+        // The terminator's position is tried only when the search starts there.
+        for (long position = start; position == start || position < length; ++position) {
+            if (skip(position))
+                continue;
+            const long result = engine.Attempt(position);
+            if (result >= 0) {
+                *foundAt = position;
+                if (reportWhole)
+                    ReportWhole(m, position, result);
+                return result;
+            }
+            if (m.gaveUp)
+                break;
+        }
+        return -1;
+    }
+    if (mode == eMatchBackward) {
+        for (long position = start - 1; position >= 0; --position) {
+            if (skip(position))
+                continue;
+            const long result = engine.Attempt(position);
+            if (result >= 0) {
+                *foundAt = position;
+                if (reportWhole)
+                    ReportWhole(m, position, result);
+                return result;
+            }
+            if (m.gaveUp)
+                break;
+        }
+        return -1;
+    }
+    // All matches: empty matches count as none and move on by one, like failures.
+    long found = -1;
+    long position = start;
+    do {
+        if (filter) {
+            while (position < length && skip(position))
+                ++position;
+            if (position >= length)
+                break;
+        }
+        const long result = engine.Attempt(position);
+        if (result > 0) {
+            if (found < 0) {
+                found = result;
+                *foundAt = position;
+            }
+            if (reportWhole)
+                ReportWhole(m, position, result);
+            position += result;
+        } else {
+            if (m.gaveUp)
+                break;
+            ++position;
+        }
+    } while (position < length);
+    return found;
+}
+
+// Sets up the context of one public or private Find.
+struct TFindSetup {
+    TMatchContext context;
+    unsigned char foldMap[256];
+
+    TFindSetup(const TPatternNode* nodes, const char* text, int caseSensitive, MatchCallback callback,
+               void* userData)
+        : context{nodes, text, _identityFold.map, callback, userData, kBaseSteps, false}
+    {
+        if (!caseSensitive) {
+            for (int i = 0; i < 256; ++i)
+                foldMap[i] = static_cast<unsigned char>(tolower(i));
+            context.fold = foldMap;
+        }
+    }
+};
+
+}  // namespace
+
+TTextPattern::TTextPattern() : nodes(nullptr), caseSensitive(1), valid(0)
+{
+    memcpy(specialChars, _defaultSpecialChars, kNumSpecialChars);
+}
+
+TTextPattern::TTextPattern(char const* text, int caseSensitive) : TTextPattern()
+{
+    Set(text, caseSensitive);
+}
+
+TTextPattern::~TTextPattern()
+{
+    free(nodes);
+}
+
+int TTextPattern::Set(char const* text, int caseSensitive)
+{
+    this->caseSensitive = caseSensitive;
+    free(nodes);
+    nodes = nullptr;
+    valid = text ? Parse(text) : 0;
+    return valid;
+}
+
+int TTextPattern::Parse(char const* text)
+{
+    nodes = TPatternCompiler(text, specialChars, caseSensitive).Compile();
+    return nodes != nullptr;
+}
+
+void TTextPattern::SetNoSpecialChar()
+{
+    memset(specialChars, 1, kNumSpecialChars);
+}
+
+void TTextPattern::SetSpecialChar(int position, char c)
+{
+    if (position >= 0 && position < kNumSpecialChars)
+        specialChars[position] = c;
+}
+
+void TTextPattern::SetDosMode()
+{
+    SetNoSpecialChar();
+    specialChars[eAnyChar] = '.';
+    specialChars[eStar] = '*';
+    specialChars[eOptional] = '?';
+}
+
+long TTextPattern::Find(char const* text, long start, MatchCallback callback, void* userData) const
+{
+    if (!valid || !nodes || !text || start < 0)
+        return -1;
+    TFindSetup setup(nodes, text, caseSensitive, callback, userData);
+    if (nodes[0].data == kEngineBacktrack) {
+        TBacktracker engine(setup.context);
+        return engine.Attempt(start);
+    }
+    TSimulator engine(setup.context);
+    return engine.Attempt(start);
+}
+
+long TTextPattern::Find(long* foundAt, char const* text, long start, EMatchMode mode, MatchCallback callback,
+                        void* userData) const
+{
+    long unused;
+    if (!foundAt)
+        foundAt = &unused;
+    *foundAt = start;
+    // A negative start, like a bad mode, finds nothing.
+    if (!valid || !nodes || !text || start < 0 || mode < eMatchForward || mode > eMatchAll)
+        return -1;
+    if (mode == eMatchHere)
+        return Find(text, start, callback, userData);
+    TFindSetup setup(nodes, text, caseSensitive, callback, userData);
+    if (nodes[0].data == kEngineBacktrack) {
+        TBacktracker engine(setup.context);
+        return Search(setup.context, engine, foundAt, start, mode);
+    }
+    TSimulator engine(setup.context);
+    return Search(setup.context, engine, foundAt, start, mode);
+}
