@@ -19,6 +19,8 @@
 #include "numeric/NumericHelpers.h"
 #include "numeric/Randomizer.h"
 #include "patterns/RegularExp.h"
+#include "patterns/SearchFunctions.h"
+#include "patterns/TextPattern.h"
 #include "text/FileName.h"
 #include "text/MessageCatalogue.h"
 #include "text/TextHelpers.h"
