@@ -81,6 +81,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     String top;
     const String below(name.GetPathBelow(&top));
     Check(top.length() + below.length() <= name.length());
+    const int valid = name.IsValidFileName();
+    Check(!valid || (name.ContainsDrive() && name.GetLastChar() != '\\' && name.Contains("\\")));
 
     const String summary(name.GetSummary(limit));
     if (!name.ContainsDrive())

@@ -7,6 +7,7 @@
 #include "TarnPlatform.h"
 #include "collections/DoubleList.h"
 #include "collections/StringItem.h"
+#include "patterns/SearchFunctions.h"
 #include "text/TextHelpers.h"
 #include "text/TextString.h"
 
@@ -136,6 +137,13 @@ SubString String::GetSummary(unsigned long maxLength) const
         }
     }
     return SubString::TransformToSubString(result);
+}
+
+int String::IsValidFileName() const
+{
+    long foundAt = -1;
+    const long n = FindPattern(text, "[a-z]:(/\\[^<>:\"//|\\]+)+", 0, &foundAt);
+    return foundAt == 0 && n >= 0 && static_cast<unsigned long>(n) == length();
 }
 
 SubString String::GetCurrentDrive()
