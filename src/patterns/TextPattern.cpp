@@ -604,6 +604,354 @@ private:
     TStateList lists[2];
 };
 
+// The whole match, for patterns without captures.
+void ReportWhole(const TMatchContext& m, long at, long length)
+{
+    if (m.callback)
+        m.callback(0, at, at + length - 1, m.text, m.userData);
+}
+
+// Whether a node of a pattern without captures consumes a character.
+inline bool Consumes(const TPatternNode& node)
+{
+    return node.kind == NodeChar || node.kind == NodeAny || node.kind == NodeClass ||
+           (node.kind == NodeNamedClass && node.data != kWordBoundaryRow);
+}
+
+// All matches of a pattern without captures in one pass over the text. It yields what trying
+// each position in turn yields: the leftmost start with a match of length above 0, and from
+// there the longest match. Threads carry their start; where two reach the same node, the one
+// that started first keeps it, as the other has the same future and can only lose to it. So
+// each node is at most once in a list, and the pass costs the text's length times the active
+// nodes instead of that for every start position.
+//
+// When no empty transition of the pattern tests the position (no line start or end, no word
+// boundary), what a node reaches without a character is the same everywhere: those closures
+// are then computed once, as are the first steps from the start node for each byte.
+class TAllMatchesSimulator {
+public:
+    TAllMatchesSimulator(TMatchContext& context, const bool* first, long length)
+        : m(context), first(first), length(length)
+    {
+        lists[0].Init();
+        lists[1].Init();
+        const int32_t numNodes = m.nodes[0].next2;
+        memset(acceptBuilt, 0, static_cast<size_t>(numNodes));
+        fixedClosures = true;
+        for (int32_t i = 1; i < numNodes && fixedClosures; ++i) {
+            const TPatternNode& node = m.nodes[i];
+            fixedClosures = node.kind != NodeLineStart && node.kind != NodeLineEnd &&
+                            !(node.kind == NodeNamedClass && node.data == kWordBoundaryRow);
+        }
+        if (fixedClosures) {
+            memset(closureBegin, 0xFF, sizeof(int32_t) * static_cast<size_t>(numNodes));
+            BuildStartSteps();
+        }
+    }
+
+    long Run(long start, long* foundAt)
+    {
+        long found = -1;
+        long position = start;
+        while (position < length) {
+            const long end = NextMatch(position);
+            if (bestStart < 0)
+                break;
+            if (found < 0) {
+                found = end - bestStart;
+                *foundAt = bestStart;
+            }
+            ReportWhole(m, bestStart, end - bestStart);
+            position = end;
+        }
+        return found;
+    }
+
+private:
+    static constexpr int32_t kClosureSpace = 8192;
+    static constexpr int32_t kNoClosure = -1;
+    static constexpr int32_t kClosureTooLarge = -2;
+
+    struct TThreadList {
+        int32_t count;
+        uint32_t generation;
+        int32_t nodes[TTextPattern::kMaxNodes];
+        long starts[TTextPattern::kMaxNodes];
+        uint32_t mark[TTextPattern::kMaxNodes];
+
+        void Init()
+        {
+            count = 0;
+            generation = 1;
+            memset(mark, 0, sizeof mark);
+        }
+        void Clear()
+        {
+            count = 0;
+            if (++generation == 0) {
+                memset(mark, 0, sizeof mark);
+                generation = 1;
+            }
+        }
+        bool Claim(int32_t node)
+        {
+            if (mark[node] == generation)
+                return false;
+            mark[node] = generation;
+            return true;
+        }
+        void Append(int32_t node, long start)
+        {
+            nodes[count] = node;
+            starts[count++] = start;
+        }
+    };
+
+    // The leftmost match of length above 0 from position on; answers its end and leaves its
+    // start in bestStart, which stays -1 when there is none.
+    long NextMatch(long position)
+    {
+        const char* text = m.text;
+        const TPatternNode* nodes = m.nodes;
+        TThreadList* current = &lists[0];
+        TThreadList* following = &lists[1];
+        current->Clear();
+        bestStart = -1;
+        bestEnd = -1;
+        for (;; ++position) {
+            following->Clear();
+            const bool inject = bestStart < 0 && position < length;
+            if (inject && current->count == 0 && first) {
+                while (position < length && !first[static_cast<unsigned char>(text[position])])
+                    ++position;
+                if (position >= length)
+                    return -1;
+                // The marks were made for the position before the skip.
+                current->Clear();
+            }
+            if (inject && !startSteps)
+                AddThread(*current, nodes[0].next1, position, position);
+            if (current->count == 0 && !inject)
+                return bestEnd;
+            const unsigned char c = static_cast<unsigned char>(text[position]);
+            for (int32_t k = 0; k < current->count; ++k) {
+                const long threadStart = current->starts[k];
+                if (bestStart >= 0 && threadStart > bestStart)
+                    break;  // the list is in order of start
+                const int32_t index = current->nodes[k];
+                if (Accepts(index, c))
+                    AddThread(*following, nodes[index].next1, threadStart, position + 1);
+            }
+            // A thread that starts here comes last, as it has the latest start. It adds
+            // nothing when earlier threads already hold all of the start node's consuming nodes.
+            if (inject && startSteps && !HoldsStartNodes(*current)) {
+                for (uint64_t steps = startSteps[c]; steps; steps &= steps - 1)
+                    AddThread(*following, startTargets[CountTrailingZeros(steps)], position, position + 1);
+            }
+            std::swap(current, following);
+        }
+    }
+
+    bool HoldsStartNodes(const TThreadList& list) const
+    {
+        for (int32_t i = 0; i < numStartNodes; ++i)
+            if (list.mark[startNodes[i]] != list.generation)
+                return false;
+        return true;
+    }
+
+    void ReachFinal(long threadStart, long position)
+    {
+        if (position > threadStart && (bestStart < 0 || threadStart <= bestStart)) {
+            bestStart = threadStart;
+            bestEnd = position;
+        }
+    }
+
+    // Whether the consuming node index takes the byte c, through a table of 256 bits that
+    // is made at the node's first test.
+    bool Accepts(int32_t index, unsigned char c)
+    {
+        uint32_t* bits = acceptBits[index];
+        if (!acceptBuilt[index]) {
+            acceptBuilt[index] = true;
+            memset(bits, 0, 8 * sizeof(uint32_t));
+            const TPatternNode& node = m.nodes[index];
+            for (int b = 1; b < 256; ++b) {
+                const char one[2] = {static_cast<char>(b), 0};
+                const int32_t folded = static_cast<signed char>(m.fold[b]);
+                bool accepted;
+                switch (node.kind) {
+                case NodeChar: accepted = folded == node.data; break;
+                case NodeAny: accepted = b != '\n'; break;
+                case NodeClass: accepted = ClassAccepts(m.nodes, index, folded, static_cast<unsigned char>(b)); break;
+                default: accepted = TestNamedClass(node.data, one, 0) == 0; break;
+                }
+                if (accepted)
+                    bits[b >> 5] |= uint32_t(1) << (b & 31);
+            }
+        }
+        return (bits[c >> 5] >> (c & 31)) & 1;
+    }
+
+    // Adds the nodes that consume a character and are reachable from node at position
+    // without one; reaching the final node records a match.
+    inline void AddThread(TThreadList& list, int32_t node, long threadStart, long position)
+    {
+        if (fixedClosures) {
+            const int32_t begin = closureBegin[node] >= 0 ? closureBegin[node] : Closure(node);
+            if (begin >= 0) {
+                for (const int32_t* entry = closureSpace + begin; *entry >= 0; ++entry) {
+                    if (!list.Claim(*entry))
+                        continue;
+                    if (*entry == 0)
+                        ReachFinal(threadStart, position);
+                    else
+                        list.Append(*entry, threadStart);
+                }
+                return;
+            }
+        }
+        AddThreadByWalk(list, node, threadStart, position);
+    }
+
+    void AddThreadByWalk(TThreadList& list, int32_t node, long threadStart, long position)
+    {
+        const TPatternNode* nodes = m.nodes;
+        const char* text = m.text;
+        int32_t top = 0;
+        auto follow = [&](int32_t next) {
+            if (list.Claim(next))
+                stack[top++] = next;
+        };
+        follow(node);
+        while (top > 0) {
+            const int32_t index = stack[--top];
+            if (index == 0) {
+                ReachFinal(threadStart, position);
+                continue;
+            }
+            const TPatternNode& n = nodes[index];
+            if (Consumes(n)) {
+                list.Append(index, threadStart);
+                continue;
+            }
+            switch (n.kind) {
+            case NodeBranch:
+                follow(n.next2);
+                follow(n.next1);
+                break;
+            case NodeLineStart:
+                if (position == 0 || text[position - 1] == '\n')
+                    follow(n.next1);
+                break;
+            case NodeLineEnd:
+                if (text[position] == 0 || text[position] == '\n')
+                    follow(n.next1);
+                break;
+            case NodeNamedClass:
+                if (TestNamedClass(n.data, text, position) == 1)
+                    follow(n.next1);
+                break;
+            default:  // the not marker ends a path here
+                break;
+            }
+        }
+    }
+
+    // Where the closure of node starts in closureSpace, a list of the consuming nodes and
+    // the final node (0) ended by -1; computed on first use, or -1 when the space is full.
+#if defined(__GNUC__)
+    __attribute__((noinline))
+#endif
+    int32_t Closure(int32_t node)
+    {
+        int32_t& begin = closureBegin[node];
+        if (begin != kNoClosure)
+            return begin;
+        begin = kClosureTooLarge;
+        const int32_t numNodes = m.nodes[0].next2;
+        bool seen[TTextPattern::kMaxNodes];
+        memset(seen, 0, static_cast<size_t>(numNodes));
+        int32_t top = 0;
+        int32_t end = closureUsed;
+        seen[node] = true;
+        stack[top++] = node;
+        while (top > 0) {
+            const int32_t index = stack[--top];
+            const TPatternNode& n = m.nodes[index];
+            if (index == 0 || Consumes(n)) {
+                if (end == kClosureSpace - 1)
+                    return kClosureTooLarge;
+                closureSpace[end++] = index;
+            } else if (n.kind == NodeBranch) {
+                for (const int32_t next : {n.next2, n.next1})
+                    if (!seen[next]) {
+                        seen[next] = true;
+                        stack[top++] = next;
+                    }
+            }
+        }
+        closureSpace[end++] = -1;
+        begin = closureUsed;
+        closureUsed = end;
+        return begin;
+    }
+
+    // For each byte, which of the start node's consuming nodes take it; when there are more
+    // than 64 such nodes, threads start through AddThread instead.
+    void BuildStartSteps()
+    {
+        const int32_t begin = Closure(m.nodes[0].next1);
+        if (begin < 0)
+            return;
+        int32_t count = 0;
+        memset(startStepTable, 0, sizeof startStepTable);
+        for (const int32_t* entry = closureSpace + begin; *entry >= 0; ++entry) {
+            if (*entry == 0)
+                continue;  // an empty match counts for nothing here
+            if (count == 64)
+                return;
+            for (int b = 1; b < 256; ++b)
+                if (Accepts(*entry, static_cast<unsigned char>(b)))
+                    startStepTable[b] |= uint64_t(1) << count;
+            startNodes[count] = *entry;
+            startTargets[count++] = m.nodes[*entry].next1;
+        }
+        numStartNodes = count;
+        startSteps = startStepTable;
+    }
+
+    static int CountTrailingZeros(uint64_t v)
+    {
+        int n = 0;
+        while (!(v & 1)) {
+            v >>= 1;
+            ++n;
+        }
+        return n;
+    }
+
+    TMatchContext& m;
+    const bool* first;
+    long length;
+    long bestStart = -1;
+    long bestEnd = -1;
+    bool fixedClosures = false;
+    const uint64_t* startSteps = nullptr;
+    int32_t closureUsed = 0;
+    int32_t stack[TTextPattern::kMaxNodes];
+    TThreadList lists[2];
+    int32_t closureBegin[TTextPattern::kMaxNodes];
+    int32_t closureSpace[kClosureSpace];
+    uint64_t startStepTable[256];
+    int32_t startTargets[64];
+    int32_t startNodes[64];
+    int32_t numStartNodes = 0;
+    bool acceptBuilt[TTextPattern::kMaxNodes];
+    uint32_t acceptBits[TTextPattern::kMaxNodes][8];
+};
+
 struct TChoice {
     long position;
     int32_t node;
@@ -823,32 +1171,17 @@ bool FindFirstCharacters(const TPatternNode* nodes, const unsigned char* fold, b
 // Below this many positions to try, finding the first characters costs more than it saves.
 constexpr long kMinPositionsForFilter = 32;
 
-void ReportWhole(const TMatchContext& m, long at, long length)
-{
-    if (m.callback)
-        m.callback(0, at, at + length - 1, m.text, m.userData);
-}
-
 // The forward, backward and all-matches searches over one engine. Positions whose character
 // cannot start a match are skipped when that cannot change the answer: always for all
 // matches (only matches of length above 0 count), and for the other two when the pattern
 // cannot match the empty text.
 template <class Engine>
-long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchMode mode)
+long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchMode mode, long length,
+            const bool* first)
 {
     const char* text = m.text;
     const bool reportWhole = m.nodes[0].data == kEngineSimulate;
-    const size_t measured = strlen(text);
-    const long length = measured > static_cast<size_t>(LONG_MAX) ? LONG_MAX : static_cast<long>(measured);
-    // A start beyond the text is answered as no match.
-    if (start > length)
-        return -1;
-    bool first[256];
-    const long positions = mode == eMatchBackward ? start : length - start;
-    bool filter = false;
-    if (positions >= kMinPositionsForFilter)
-        filter = !FindFirstCharacters(m.nodes, m.fold, first) || mode == eMatchAll;
-    auto skip = [&](long position) { return filter && !first[static_cast<unsigned char>(text[position])]; };
+    auto skip = [&](long position) { return first && !first[static_cast<unsigned char>(text[position])]; };
 
     if (mode == eMatchForward) {
         // The terminator's position is tried only when the search starts there.
@@ -887,7 +1220,7 @@ long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchM
     long found = -1;
     long position = start;
     do {
-        if (filter) {
+        if (first) {
             while (position < length && skip(position))
                 ++position;
             if (position >= length)
@@ -1004,11 +1337,25 @@ long TTextPattern::Find(long* foundAt, char const* text, long start, EMatchMode 
         return -1;
     if (mode == eMatchHere)
         return Find(text, start, callback, userData);
+    const size_t measured = strlen(text);
+    const long length = measured > static_cast<size_t>(LONG_MAX) ? LONG_MAX : static_cast<long>(measured);
+    // A start beyond the text is answered as no match.
+    if (start > length)
+        return -1;
     TFindSetup setup(nodes, text, caseSensitive, callback, userData);
+    bool firstCharacters[256];
+    const bool* first = nullptr;
+    if ((mode == eMatchBackward ? start : length - start) >= kMinPositionsForFilter &&
+        (!FindFirstCharacters(nodes, setup.context.fold, firstCharacters) || mode == eMatchAll))
+        first = firstCharacters;
     if (nodes[0].data == kEngineBacktrack) {
         TBacktracker engine(setup.context);
-        return Search(setup.context, engine, foundAt, start, mode);
+        return Search(setup.context, engine, foundAt, start, mode, length, first);
+    }
+    if (mode == eMatchAll) {
+        TAllMatchesSimulator engine(setup.context, first, length);
+        return engine.Run(start, foundAt);
     }
     TSimulator engine(setup.context);
-    return Search(setup.context, engine, foundAt, start, mode);
+    return Search(setup.context, engine, foundAt, start, mode, length, first);
 }

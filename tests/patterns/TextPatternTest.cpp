@@ -521,3 +521,42 @@ TEST(TextPattern, AgreesWithStdRegex)
         }
     }
 }
+
+// Every match in one pass against an attempt at each position in turn, on patterns with line
+// and word tests (which the pass treats apart) and without, over texts long enough to skip
+// impossible first characters.
+TEST(TextPattern, AllMatchesAgreeWithAttemptsAtEachPosition)
+{
+    static const char* const pieces[] = {"a", "b", "ab", ".", "[a-b]", "[^b]", "/w", "/s", "/b", "^", "$",
+                                         "(a|bb)", "(a|b|)", "a*", "b+", "[ab]?", "(ab)*", "A"};
+    std::mt19937 random(4242);
+    for (int round = 0; round < 1500; ++round) {
+        std::string pattern;
+        for (int n = 1 + static_cast<int>(random() % 4); n > 0; --n) {
+            pattern += pieces[random() % (sizeof pieces / sizeof *pieces)];
+            if (random() % 5 == 0)
+                pattern += "|";
+        }
+        if (pattern.back() == '|')
+            pattern += "a";
+        std::string text;
+        for (int n = static_cast<int>(random() % 70); n > 0; --n)
+            text += "aab \nB"[random() % 6];
+        const int caseSensitive = static_cast<int>(random() % 2);
+        TTextPattern p(pattern.c_str(), caseSensitive);
+        if (!p.IsValid())
+            continue;
+        const long start = text.empty() ? 0 : static_cast<long>(random() % (text.size() + 1));
+        std::vector<Report> expected;
+        for (long at = start; at < static_cast<long>(text.size());) {
+            const long length = p.Find(nullptr, text.c_str(), at, eMatchHere, nullptr, nullptr);
+            if (length > 0)
+                expected.emplace_back(0, at, at + length - 1);
+            at += length > 0 ? length : 1;
+        }
+        Found f = Search(p, text.c_str(), start, eMatchAll);
+        EXPECT_EQ(f.reports, expected) << "pattern " << pattern << " text '" << text << "' from " << start;
+        EXPECT_EQ(f.length, expected.empty() ? -1 : std::get<2>(expected[0]) - std::get<1>(expected[0]) + 1);
+        EXPECT_EQ(f.at, expected.empty() ? start : std::get<1>(expected[0]));
+    }
+}
