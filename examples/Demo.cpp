@@ -1,6 +1,7 @@
 // The first program to run: a host that uses the library the way an application would.
 // It makes no set-up call; loading the library did all of that.
 #include <CommonTarn.h>
+#include <TarnNames.h>
 
 #include <cstdio>
 #include <initializer_list>
@@ -161,6 +162,65 @@ void ShowUndo()
     std::printf("\n");
 }
 
+
+void ShowPatterns()
+{
+    Section("Patterns: find, collect and replace");
+    String text("Invoices 2024-031 and 2024-117 are due; invoice 2023-998 was paid.");
+    std::printf("text: \"%s\"\n", text.c_str());
+
+    // The pattern language escapes with a slash: /d is a digit.
+    long at = 0;
+    const long length = FindPattern(text, "/d/d/d/d-/d+", 1, &at);
+    std::printf("first number: \"%s\" at %ld\n", String(text.Mid(at, length)).c_str(), at);
+
+    TArrayInPlace<MatchLocation> found;
+    TTextPattern numbers("{/d/d/d/d}-{/d+}", 1);
+    numbers.Find(nullptr, text, 0, eMatchAll, CB_OnMatchStoreInMatchLocationArray, &found);
+    std::printf("capture groups of every number (group: text):");
+    for (int i = 0; i < found.GetCount(); ++i) {
+        const MatchLocation& m = found[i];
+        std::printf(" %d:%s", m.captureIndex, String(text.Mid(m.start, m.length)).c_str());
+    }
+    std::printf("\n");
+
+    const int count = ReplaceAll(text, "invoices?", "bill(s)", 0);
+    std::printf("%d replacements without regard to case: \"%s\"\n", count, text.c_str());
+
+    long wildcardAt = 0;
+    std::printf("the wildcard *.TXT in \"notes/readme.txt\" matches %ld characters at %ld\n",
+                FindWithDosWildcards("notes/readme.txt", "*.TXT", &wildcardAt), wildcardAt);
+
+    const TRegularExp date("[0-9]+-[0-9]+");
+    unsigned int dateLength = 0;
+    const long dateAt = text.Find(date, 0u, &dateLength);
+    std::printf("the regular expression [0-9]+-[0-9]+ finds \"%s\" at %ld\n",
+                String(text.Mid(dateAt, dateLength)).c_str(), dateAt);
+}
+
+void ShowFileNames()
+{
+    Section("File names: taken apart, joined and made relative");
+    const TFileName name("C:\\Projects\\Tarn\\docs", "\\manual.txt");
+    std::printf("name \"%s\": drive %s, path \"%s\", title \"%s\", extension \"%s\", valid %d\n",
+                name.c_str(), String(name.GetDrive()).c_str(), String(name.GetPath()).c_str(),
+                String(name.GetTitle(0)).c_str(), String(name.GetExtension(1)).c_str(), name.IsValidFileName());
+    std::printf("from C:\\Projects\\Tarn\\src it is \"%s\"; shortened to 20: \"%s\"\n",
+                String::GetRelativeFileName("C:\\Projects\\Tarn\\src", name).c_str(),
+                String(name.GetSummary(20)).c_str());
+    String renamed(name);
+    renamed.SetExtension("html", "txt|doc");
+    std::printf("with the extension html: \"%s\"\n", renamed.c_str());
+
+    // The program's own directory in the Windows form, and back to the host's form.
+    const TFileName home = TFileName::GetApplicationPath();
+    char hostForm[1024];
+    const DWORD hostLength = ConvertWindowsToPosixName(home, hostForm, sizeof hostForm);
+    std::printf("this program lives in \"%s\", which the host calls \"%s\"\n", home.c_str(),
+                hostLength && hostLength < sizeof hostForm ? hostForm : "(too long)");
+    std::printf("the current drive is %s\n", String(String::GetCurrentDrive()).c_str());
+}
+
 }  // namespace
 
 int main()
@@ -173,6 +233,8 @@ int main()
     ShowChecksums();
     ShowFailures();
     ShowUndo();
+    ShowPatterns();
+    ShowFileNames();
     const unsigned long blocksAtEnd = _stringHeap->GetBlocksInUse();
     std::printf("\nThe string heap holds %lu blocks at the end: %s.\n", blocksAtEnd,
                 blocksAtEnd == blocksAtStart ? "nothing leaked" : "some blocks were not given back");
