@@ -8,7 +8,8 @@
 
 #include "CommonTarnExport.h"
 
-enum EMatchMode {
+// A fixed underlying type, so that any int is a valid value: modes beyond these find nothing.
+enum EMatchMode : int {
     eMatchForward = 0,   // first match at start or later
     eMatchBackward = 1,  // first match at start - 1 or earlier, going down
     eMatchHere = 2,      // only at start
@@ -48,8 +49,8 @@ class COMMONTARN_API TTextPattern {
 public:
     // A pattern that would need more nodes than this does not compile; the simulation's
     // lists hold each node at most once, so they can then never run out.
-    static constexpr int kMaxNodes = 1000;
-    static constexpr int kNumSpecialChars = 17;
+    // Enumerators rather than static members, which an imported class cannot share.
+    enum : int { kMaxNodes = 1000, kNumSpecialChars = 17 };
 
     TTextPattern();
     TTextPattern(char const* text, int caseSensitive);

@@ -1,0 +1,125 @@
+// TTextPattern and the search functions on arbitrary patterns and texts. The first byte holds
+// the case mode and changes to the operator table (bit 2 takes the next two bytes as a
+// position and its character); the rest splits at the first zero byte into a pattern and a
+// text. Every report must lie within the text, and for patterns without captures every match
+// of one pass must be what an attempt at each position finds.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "patterns/SearchFunctions.h"
+#include "patterns/TextPattern.h"
+#include "text/TextString.h"
+
+namespace {
+
+// Long enough to reach every limit of the compiler; short enough that the searches, whose
+// time grows with the square of the text for some patterns, stay quick.
+constexpr size_t kMaxPattern = 600;
+constexpr size_t kMaxText = 400;
+
+void Check(bool condition)
+{
+    if (!condition)
+        std::abort();
+}
+
+struct Reports {
+    long length;
+    std::vector<long> starts, ends;
+};
+
+int OnMatch(int captureIndex, long start, long end, const char* text, void* userData)
+{
+    Reports& reports = *static_cast<Reports*>(userData);
+    Check(captureIndex >= 0 && captureIndex <= 127);
+    Check(start >= 0 && start <= reports.length && end >= start - 1 && end < reports.length);
+    Check(text != nullptr);
+    reports.starts.push_back(start);
+    reports.ends.push_back(end);
+    return 0;
+}
+
+void CheckResult(long result, long foundAt, long start, long length)
+{
+    Check(result >= -1);
+    if (result < 0)
+        Check(foundAt == start);
+    else
+        Check(foundAt >= 0 && foundAt + result <= length);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 1)
+        return 0;
+    const uint8_t options = data[0];
+    size_t used = 1;
+    TTextPattern pattern;
+    if (options & 2)
+        pattern.SetDosMode();
+    if (options & 4 && size >= 3) {
+        pattern.SetSpecialChar(data[1] % 17, static_cast<char>(data[2]));
+        used = 3;
+    }
+    if (options & 8)
+        pattern.SetNoSpecialChar();
+    const char* rest = reinterpret_cast<const char*>(data + used);
+    const size_t restSize = size - used;
+    const size_t patternSize = strnlen(rest, restSize);
+    if (patternSize > kMaxPattern)
+        return 0;
+    const std::string patternText(rest, patternSize);
+    std::string text;
+    if (patternSize < restSize)
+        text.assign(rest + patternSize + 1, strnlen(rest + patternSize + 1, restSize - patternSize - 1));
+    if (text.size() > kMaxText)
+        text.resize(kMaxText);
+    const int caseSensitive = options & 1;
+    const long length = static_cast<long>(text.size());
+
+    pattern.Set(patternText.c_str(), caseSensitive);
+    const long start = length ? static_cast<long>(options >> 4) % (length + 1) : 0;
+    for (int mode = eMatchForward; mode <= eMatchAll + 1; ++mode) {
+        Reports reports{length, {}, {}};
+        long foundAt = -2;
+        const long result =
+            pattern.Find(&foundAt, text.c_str(), start, static_cast<EMatchMode>(mode), OnMatch, &reports);
+        CheckResult(result, foundAt, start, length);
+        if (mode > eMatchAll)
+            Check(result == -1);
+    }
+
+    // Without captures, the pass over all matches against an attempt at each position.
+    if (pattern.IsValid() && pattern.GetNodes()[0].data == 101) {
+        Reports all{length, {}, {}};
+        pattern.Find(nullptr, text.c_str(), start, eMatchAll, OnMatch, &all);
+        size_t k = 0;
+        for (long at = start; at < length;) {
+            const long found = pattern.Find(nullptr, text.c_str(), at, eMatchHere, nullptr, nullptr);
+            Check(found <= length - at);
+            if (found > 0) {
+                Check(k < all.starts.size() && all.starts[k] == at && all.ends[k] == at + found - 1);
+                ++k;
+            }
+            at += found > 0 ? found : 1;
+        }
+        Check(k == all.starts.size());
+    }
+
+    long foundAt = -2;
+    CheckResult(FindPattern(text.c_str(), patternText.c_str(), caseSensitive, &foundAt), foundAt, 0, length);
+    CheckResult(FindWithDosWildcards(text.c_str(), patternText.c_str(), &foundAt), foundAt, 0, length);
+    String target(text.c_str());
+    const int count = ReplaceAll(target, patternText.c_str(), "<>", caseSensitive);
+    Check(count >= 0);
+    if (count == 0)
+        Check(target == text.c_str());
+    else
+        Check(target.length() <= text.size() + 2 * static_cast<unsigned long>(count));
+    return 0;
+}
