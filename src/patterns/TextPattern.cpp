@@ -870,6 +870,8 @@ private:
         if (begin != kNoClosure)
             return begin;
         begin = kClosureTooLarge;
+        if (closureUsed >= kClosureSpace)
+            return kClosureTooLarge;
         const int32_t numNodes = m.nodes[0].next2;
         bool seen[TTextPattern::kMaxNodes];
         memset(seen, 0, static_cast<size_t>(numNodes));
@@ -881,7 +883,7 @@ private:
             const int32_t index = stack[--top];
             const TPatternNode& n = m.nodes[index];
             if (index == 0 || Consumes(n)) {
-                if (end == kClosureSpace - 1)
+                if (end >= kClosureSpace - 1)  // room for this entry and the end mark
                     return kClosureTooLarge;
                 closureSpace[end++] = index;
             } else if (n.kind == NodeBranch) {

@@ -350,6 +350,13 @@ TEST(TextPattern, LimitsGiveDefinedAnswers)
     for (int i = 0; i < 300; ++i)
         optional += ".?";
     EXPECT_EQ(Here(optional.c_str(), std::string(400, 'q').c_str()), 300);
+    // All matches: more closures than the pass keeps, the rest found by walking.
+    std::string optionalA;
+    for (int i = 0; i < 200; ++i)
+        optionalA += "a?";
+    Found all = Search((optionalA + "b").c_str(), (std::string(300, 'a') + "b").c_str(), 0, eMatchAll);
+    EXPECT_EQ(all.length, 201);
+    EXPECT_EQ(all.at, 100);
 
     // Capture nesting up to 31, capture numbers up to 127, nesting of brackets up to 100.
     auto nested = [](const char* open, const char* close, int depth) {
