@@ -113,3 +113,45 @@ TEST(SearchFunctions, CallbacksStoreInArrays)
     ASSERT_EQ(strings.GetCount(), 4);
     EXPECT_STREQ(strings[3], "");
 }
+
+// File names against wildcards: '*' any run, '?' one character or none, '.' any one
+// character, everything else literal and without regard to case; the match is not anchored.
+TEST(SearchFunctions, DosWildcardsOnFileNames)
+{
+    struct Case {
+        const char* name;
+        const char* wildcard;
+        long length;
+        long at;
+    };
+    const Case cases[] = {
+        {"readme.txt", "*.TXT", 10, 0},
+        {"readme.txt.bak", "*.txt", 10, 0},
+        {"report.doc", "*.txt", -1, 0},
+        {"notes", "*", 5, 0},
+        {"", "*", 0, 0},
+        {"data1.csv", "data?.csv", 9, 0},
+        {"data.csv", "data?.csv", 8, 0},
+        {"data12.csv", "data?.csv", -1, 0},
+        {"DATA1.CSV", "data?.csv", 9, 0},
+        {"archive.tar.gz", "*.gz", 14, 0},
+        {"C:\\dir\\file.txt", "file.*", 8, 7},
+        {"my file(1).txt", "(1)", 3, 7},
+        {"abc", "x*", -1, 0},
+        {"a+b", "a+b", 3, 0},
+        {"prefix_name.txt", "name", 4, 7},
+        {"abc", "???", 3, 0},
+        {"ab", "???", 2, 0},
+        {"line1\nline2", "*2", 5, 6},
+        {"a[b]c", "[b]", 3, 1},
+        {"xzy", "x.y", 3, 0},
+        {"Makefile", "make*", 8, 0},
+        {"~$draft.doc", "~$*.doc", 11, 0},
+        {"abc", "", -1, 0},
+    };
+    for (const Case& c : cases) {
+        long at = -2;
+        EXPECT_EQ(FindWithDosWildcards(c.name, c.wildcard, &at), c.length) << c.name << " / " << c.wildcard;
+        EXPECT_EQ(at, c.at) << c.name << " / " << c.wildcard;
+    }
+}
