@@ -2,7 +2,8 @@
 // the case mode and changes to the operator table (bit 2 takes the next two bytes as a
 // position and its character); the rest splits at the first zero byte into a pattern and a
 // text. Every report must lie within the text, and for patterns without captures every match
-// of one pass must be what an attempt at each position finds.
+// of one pass must be what an attempt at each position finds, also on a long text made of
+// pieces of the text, on which the pass caches many steps.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,8 @@ namespace {
 // time grows with the square of the text for some patterns, stay quick.
 constexpr size_t kMaxPattern = 600;
 constexpr size_t kMaxText = 400;
+// Long enough for the pass's cache of steps to fill up and start again.
+constexpr size_t kLongText = 2500;
 
 void Check(bool condition)
 {
@@ -40,6 +43,43 @@ int OnMatch(int captureIndex, long start, long end, const char* text, void* user
     reports.starts.push_back(start);
     reports.ends.push_back(end);
     return 0;
+}
+
+// Pieces of text, chosen by a generator seeded from the input, up to kLongText bytes.
+std::string LongText(const std::string& text, const uint8_t* data, size_t size)
+{
+    uint32_t seed = 2166136261u;
+    for (size_t i = 0; i < size; ++i)
+        seed = (seed ^ data[i]) * 16777619u;
+    std::string result;
+    while (!text.empty() && result.size() < kLongText) {
+        seed = seed * 1664525u + 1013904223u;
+        const size_t at = (seed >> 8) % text.size();
+        result.append(text, at, 1 + (seed >> 20) % 16);
+    }
+    return result;
+}
+
+// Every match of one pass from start against the first match from each position on.
+void CheckAllMatches(const TTextPattern& pattern, const std::string& text, long start)
+{
+    const long length = static_cast<long>(text.size());
+    Reports all{length, {}, {}};
+    pattern.Find(nullptr, text.c_str(), start, eMatchAll, OnMatch, &all);
+    size_t k = 0;
+    for (long at = start; at < length;) {
+        long foundAt = -2;
+        const long found = pattern.Find(&foundAt, text.c_str(), at, eMatchForward, nullptr, nullptr);
+        if (found < 0)
+            break;
+        Check(foundAt >= at && found <= length - foundAt);
+        if (found > 0) {
+            Check(k < all.starts.size() && all.starts[k] == foundAt && all.ends[k] == foundAt + found - 1);
+            ++k;
+        }
+        at = foundAt + (found > 0 ? found : 1);
+    }
+    Check(k == all.starts.size());
 }
 
 void CheckResult(long result, long foundAt, long start, long length)
@@ -109,6 +149,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             at += found > 0 ? found : 1;
         }
         Check(k == all.starts.size());
+        CheckAllMatches(pattern, LongText(text, data, size), start);
     }
 
     long foundAt = -2;

@@ -618,6 +618,155 @@ inline bool Consumes(const TPatternNode& node)
            (node.kind == NodeNamedClass && node.data != kWordBoundaryRow);
 }
 
+// A bounded cache of the steps of the pass over all matches, for patterns whose closures are
+// fixed. A thread list is held as runs of threads with the same start; a state is its
+// sequence of nodes, each marked when it begins a run. What such a list becomes on a byte
+// depends on the state alone, as each new thread takes the start of the one it comes from:
+// a step from a state on a byte gives the next state, for each of its runs the run of the old
+// list it comes from (the old list's number of runs for threads that start at this byte),
+// and the run whose thread reaches the final node first.
+class TStepCache {
+public:
+    static constexpr int32_t kMaxStates = 64;
+    static constexpr int32_t kMaxSteps = 2048;
+    static constexpr int32_t kNodeSpace = 4096;
+    static constexpr int32_t kSourceSpace = 8192;
+    static constexpr int32_t kEmptyState = 0;
+    // In a state's sequence: the node, and this bit on the first node of each run.
+    static constexpr int32_t kRunHead = 1 << 16;
+    static constexpr int32_t kNodeMask = kRunHead - 1;
+    // A step's sourceBegin when each run keeps the start of the run of the same number.
+    static constexpr uint16_t kKeepsStarts = UINT16_MAX;
+    // A row entry with this bit is a plain step: each run comes from the run of the same
+    // number, no thread starts or reaches the final node, and the rest is the next state. Other entries are the
+    // index of a step, or 0 when the step is not made yet.
+    static constexpr uint16_t kPlainStep = 0x8000;
+    // An empty cache holds the empty state, any other state, and a step to any state.
+    static_assert(kNodeSpace >= 2 * TTextPattern::kMaxNodes && kSourceSpace >= TTextPattern::kMaxNodes,
+                  "an empty cache must take any state and step");
+    static_assert(TTextPattern::kMaxNodes < kRunHead && kSourceSpace < kKeepsStarts && kMaxSteps <= kPlainStep &&
+                      kMaxStates <= kPlainStep,
+                  "fields of 16 bits");
+
+    struct TStep {
+        int16_t next;
+        int16_t finalSource;  // -1 when no thread reaches the final node
+        int16_t numRuns;      // of next
+        uint16_t sourceBegin;
+    };
+
+    // Leaves only the empty state.
+    void Clear()
+    {
+        numStates = 0;
+        numSteps = 1;  // step 0 stands for a step not made yet
+        nodesUsed = 0;
+        sourcesUsed = 0;
+        memset(hashSlots, 0xFF, sizeof hashSlots);
+        Intern(nullptr, 0);
+    }
+
+    int32_t Count(int32_t state) const { return states[state].count; }
+    int32_t NumRuns(int32_t state) const { return states[state].numRuns; }
+    const int32_t* Sequence(int32_t state) const { return sequences + states[state].begin; }
+    uint16_t RowEntry(int32_t state, unsigned char c) const { return rows[state][c]; }
+    const TStep& Step(uint16_t index) const { return steps[index]; }
+    const int16_t* Sources(const TStep& step) const { return sources + step.sourceBegin; }
+
+    // The state of sequence[0..count), made if new; -1 when there is no room.
+    int32_t Intern(const int32_t* sequence, int32_t count)
+    {
+        uint32_t hash = 2166136261u;
+        for (int32_t i = 0; i < count; ++i)
+            hash = (hash ^ static_cast<uint32_t>(sequence[i])) * 16777619u;
+        uint32_t slot = hash % kHashSlots;
+        for (; hashSlots[slot] >= 0; slot = (slot + 1) % kHashSlots) {
+            const TState& s = states[hashSlots[slot]];
+            if (s.hash == hash && s.count == count &&
+                (count == 0 ||
+                 memcmp(sequences + s.begin, sequence, sizeof(int32_t) * static_cast<size_t>(count)) == 0))
+                return hashSlots[slot];
+        }
+        if (numStates == kMaxStates || count > kNodeSpace - nodesUsed)
+            return -1;
+        int32_t numRuns = 0;
+        for (int32_t i = 0; i < count; ++i)
+            numRuns += (sequence[i] & kRunHead) != 0;
+        if (count > 0)
+            memcpy(sequences + nodesUsed, sequence, sizeof(int32_t) * static_cast<size_t>(count));
+        states[numStates] = {nodesUsed, count, numRuns, hash};
+        nodesUsed += count;
+        memset(rows[numStates], 0, sizeof rows[numStates]);
+        hashSlots[slot] = static_cast<int16_t>(numStates);
+        return numStates++;
+    }
+
+    // Records the step from state on c to next, whose runs come from runSources; a step of
+    // the same state with the same outcome is shared. False when there is no room.
+    bool AddStep(int32_t state, unsigned char c, int32_t next, const int32_t* runSources, int32_t finalSource)
+    {
+        const int32_t numRuns = states[next].numRuns;
+        bool keeps = true;
+        for (int32_t i = 0; i < numRuns && keeps; ++i)
+            keeps = runSources[i] == i;
+        // A run that keeps its number but starts at the byte takes its start in the step.
+        if (keeps && finalSource < 0 && numRuns <= states[state].numRuns) {
+            rows[state][c] = static_cast<uint16_t>(kPlainStep | next);
+            return true;
+        }
+        for (int b = 0; b < 256; ++b) {
+            const uint16_t index = rows[state][b];
+            if (index && !(index & kPlainStep) && steps[index].next == next && steps[index].finalSource == finalSource &&
+                (steps[index].sourceBegin == kKeepsStarts) == keeps &&
+                (keeps || SameSources(sources + steps[index].sourceBegin, runSources, numRuns))) {
+                rows[state][c] = index;
+                return true;
+            }
+        }
+        if (numSteps == kMaxSteps || (!keeps && numRuns > kSourceSpace - sourcesUsed))
+            return false;
+        TStep& step = steps[numSteps];
+        step = {static_cast<int16_t>(next), static_cast<int16_t>(finalSource), static_cast<int16_t>(numRuns),
+                kKeepsStarts};
+        if (!keeps) {
+            step.sourceBegin = static_cast<uint16_t>(sourcesUsed);
+            for (int32_t i = 0; i < numRuns; ++i)
+                sources[sourcesUsed++] = static_cast<int16_t>(runSources[i]);
+        }
+        rows[state][c] = static_cast<uint16_t>(numSteps++);
+        return true;
+    }
+
+private:
+    static constexpr uint32_t kHashSlots = 2 * kMaxStates;
+
+    struct TState {
+        int32_t begin;
+        int32_t count;
+        int32_t numRuns;
+        uint32_t hash;
+    };
+
+    static bool SameSources(const int16_t* recorded, const int32_t* runSources, int32_t count)
+    {
+        for (int32_t i = 0; i < count; ++i)
+            if (recorded[i] != runSources[i])
+                return false;
+        return true;
+    }
+
+    int32_t numStates;
+    int32_t numSteps;
+    int32_t nodesUsed;
+    int32_t sourcesUsed;
+    int16_t hashSlots[kHashSlots];
+    TState states[kMaxStates];
+    uint16_t rows[kMaxStates][256];  // the step of each byte, see kPlainStep
+    TStep steps[kMaxSteps];
+    int32_t sequences[kNodeSpace];
+    int16_t sources[kSourceSpace];
+};
+
 // All matches of a pattern without captures in one pass over the text. It yields what trying
 // each position in turn yields: the leftmost start with a match of length above 0, and from
 // there the longest match. Threads carry their start; where two reach the same node, the one
@@ -646,11 +795,14 @@ public:
         if (fixedClosures) {
             memset(closureBegin, 0xFF, sizeof(int32_t) * static_cast<size_t>(numNodes));
             BuildStartSteps();
+            cache.Clear();
+            useCache = true;
         }
     }
 
     long Run(long start, long* foundAt)
     {
+        cacheFilledAt = start;
         long found = -1;
         long position = start;
         while (position < length) {
@@ -669,6 +821,9 @@ public:
 
 private:
     static constexpr int32_t kClosureSpace = 8192;
+    // The step cache is given up when it fills up within fewer bytes than this: its states
+    // are then hardly used again, and making steps costs more than walking the lists.
+    static constexpr long kMinBytesPerFill = 16 * TStepCache::kMaxStates;
     static constexpr int32_t kNoClosure = -1;
     static constexpr int32_t kClosureTooLarge = -2;
 
@@ -718,6 +873,9 @@ private:
         current->Clear();
         bestStart = -1;
         bestEnd = -1;
+        if (useCache && CachedSteps(position))
+            return bestEnd;
+        // Without the cache, or when it was given up: current holds the threads at position.
         for (;; ++position) {
             following->Clear();
             const bool inject = bestStart < 0 && position < length;
@@ -749,6 +907,148 @@ private:
                     AddThread(*following, startTargets[CountTrailingZeros(steps)], position, position + 1);
             }
             std::swap(current, following);
+        }
+    }
+
+    // NextMatch through the step cache, from an empty list at position. Answers true when the
+    // match is settled (bestStart and bestEnd are then NextMatch's answer); false when the cache
+    // was given up, with position moved on and lists[0] holding the threads there.
+    //
+    // Unlike the walk over the list, these steps do not drop the threads that start behind
+    // bestStart once there is a match, and go on starting threads: such threads come last in
+    // every list, claim only what the earlier ones leave, and can never improve the match, so
+    // the answer is the same, and the match is settled once no thread starts at or before it.
+    bool CachedSteps(long& position)
+    {
+        const char* text = m.text;
+        long* runStarts = cacheStarts[0];
+        long* nextRunStarts = cacheStarts[1];
+        int32_t state = TStepCache::kEmptyState;
+        for (;; ++position) {
+            if (position >= length)
+                return true;  // at the end no thread goes on
+            if (state == TStepCache::kEmptyState) {
+                if (bestStart >= 0)
+                    return true;
+                if (first) {
+                    while (position < length && !first[static_cast<unsigned char>(text[position])])
+                        ++position;
+                    if (position >= length)
+                        return true;
+                }
+            } else if (bestStart >= 0 && runStarts[0] > bestStart) {
+                return true;  // the runs are in order of start
+            }
+            const unsigned char c = static_cast<unsigned char>(text[position]);
+            uint16_t entry = cache.RowEntry(state, c);
+            if (entry == 0) {
+                const int32_t count = cache.Count(state);
+                entry = MakeStep(state, c, position);
+                if (entry == 0) {
+                    // lists[0] begins with the state's sequence.
+                    Materialize(lists[0].nodes, count, runStarts);
+                    return false;
+                }
+            }
+            if (entry & TStepCache::kPlainStep) {
+                state = entry & ~TStepCache::kPlainStep;
+                continue;
+            }
+            const TStepCache::TStep& step = cache.Step(entry);
+            runStarts[cache.NumRuns(state)] = position;  // the run of threads that start here
+            if (step.finalSource >= 0) {
+                const long threadStart = runStarts[step.finalSource];
+                if (bestStart < 0 || threadStart <= bestStart) {
+                    bestStart = threadStart;
+                    bestEnd = position + 1;
+                }
+            }
+            if (step.sourceBegin != TStepCache::kKeepsStarts) {
+                const int16_t* source = cache.Sources(step);
+                for (int32_t i = 0; i < step.numRuns; ++i)
+                    nextRunStarts[i] = runStarts[source[i]];
+                std::swap(runStarts, nextRunStarts);
+            }
+            state = step.next;
+        }
+    }
+
+    // The step from state on c, made by one step of the walk over the lists, with each
+    // thread's start standing for its run. When the cache is full it is emptied, and state
+    // renumbered, unless it filled up too fast to pay: it is then given up for the rest of
+    // the pass and the answer is 0. Either way lists[0] begins with state's sequence.
+    uint16_t MakeStep(int32_t& state, unsigned char c, long position)
+    {
+        TThreadList& from = lists[0];
+        TThreadList& to = lists[1];
+        const int32_t count = cache.Count(state);
+        const int32_t* sequence = cache.Sequence(state);
+        long numRuns = 0;
+        from.Clear();
+        for (int32_t k = 0; k < count; ++k) {
+            numRuns += (sequence[k] & TStepCache::kRunHead) != 0;
+            from.Claim(sequence[k] & TStepCache::kNodeMask);
+            from.Append(sequence[k] & TStepCache::kNodeMask, numRuns - 1);
+        }
+        to.Clear();
+        // Threads started here form the run numRuns. ReachFinal sees each thread at a position
+        // above its start, as in the walk, and keeps the first that reaches the final node.
+        const long savedStart = bestStart;
+        const long savedEnd = bestEnd;
+        bestStart = -1;
+        if (!startSteps)
+            AddThread(from, m.nodes[0].next1, numRuns, numRuns);
+        for (int32_t k = 0; k < from.count; ++k)
+            if (Accepts(from.nodes[k], c))
+                AddThread(to, m.nodes[from.nodes[k]].next1, from.starts[k], numRuns + 1);
+        if (startSteps && !HoldsStartNodes(from)) {
+            for (uint64_t steps = startSteps[c]; steps; steps &= steps - 1)
+                AddThread(to, startTargets[CountTrailingZeros(steps)], numRuns, numRuns + 1);
+        }
+        const int32_t finalSource = static_cast<int32_t>(bestStart);
+        bestStart = savedStart;
+        bestEnd = savedEnd;
+
+        // Both lists in the form of a sequence; the runs of to come from these runs of from.
+        int32_t numSources = 0;
+        for (int32_t k = 0; k < to.count; ++k)
+            if (k == 0 || to.starts[k] != to.starts[k - 1]) {
+                to.nodes[k] |= TStepCache::kRunHead;
+                runSources[numSources++] = static_cast<int32_t>(to.starts[k]);
+            }
+        for (int32_t k = 0; k < count; ++k)
+            from.nodes[k] = sequence[k];
+
+        const int32_t next = cache.Intern(to.nodes, to.count);
+        if (next >= 0 && cache.AddStep(state, c, next, runSources, finalSource))
+            return cache.RowEntry(state, c);
+        if (position - cacheFilledAt < kMinBytesPerFill) {
+            useCache = false;
+            return 0;
+        }
+        cacheFilledAt = position;
+        cache.Clear();
+        state = cache.Intern(from.nodes, count);
+        const int32_t renumbered = cache.Intern(to.nodes, to.count);
+        if (state < 0 || renumbered < 0 || !cache.AddStep(state, c, renumbered, runSources, finalSource)) {
+            useCache = false;  // cannot happen, by the sizes of the cache
+            return 0;
+        }
+        return cache.RowEntry(state, c);
+    }
+
+    // lists[0] becomes the threads of a state's sequence[0..count), whose runs start at
+    // runStarts; sequence may be the list's own nodes.
+    void Materialize(const int32_t* sequence, int32_t count, const long* runStarts)
+    {
+        TThreadList& list = lists[0];
+        list.Clear();
+        int32_t run = -1;
+        for (int32_t k = 0; k < count; ++k) {
+            run += (sequence[k] & TStepCache::kRunHead) != 0;
+            const int32_t node = sequence[k] & TStepCache::kNodeMask;
+            list.Claim(node);
+            list.Append(node, runStarts[run]);
         }
     }
 
@@ -952,6 +1252,13 @@ private:
     int32_t numStartNodes = 0;
     bool acceptBuilt[TTextPattern::kMaxNodes];
     uint32_t acceptBits[TTextPattern::kMaxNodes][8];
+    bool useCache = false;
+    long cacheFilledAt = 0;
+    TStepCache cache;
+    // The starts of the runs of the cached list, and one more for threads that start at the
+    // byte; the sources of the runs of a step being made.
+    long cacheStarts[2][TTextPattern::kMaxNodes + 1];
+    int32_t runSources[TTextPattern::kMaxNodes];
 };
 
 struct TChoice {

@@ -567,3 +567,47 @@ TEST(TextPattern, AllMatchesAgreeWithAttemptsAtEachPosition)
         EXPECT_EQ(f.at, expected.empty() ? start : std::get<1>(expected[0]));
     }
 }
+
+// The pass over all matches against an attempt at each position on long texts and patterns
+// with many sets of active nodes: some texts run into new sets so fast that caching the steps
+// does not pay, others so slowly that the cache fills up and starts again, several times.
+// One pattern has more alternatives than the pass starts through its table of first steps.
+TEST(TextPattern, AllMatchesAgreeOnLongTextsWithManyStates)
+{
+    std::mt19937 random(777);
+    std::string manyAlternatives = "x(";
+    for (int i = 0; i < 70; ++i) {
+        manyAlternatives += i ? "|" : "";
+        for (int n = 1 + static_cast<int>(random() % 4); n > 0; --n)
+            manyAlternatives += "ab"[random() % 2];
+    }
+    manyAlternatives += ")";
+    const std::string patterns[] = {"[ab]*a[ab][ab][ab][ab][ab][ab][ab][ab]", "(a|b)*a(a|b)(a|b)(a|b)(a|b)b+",
+                                    "(aa|b)*a(ab|ba|b)(a|bb)?(b|ab)a", manyAlternatives.substr(1),
+                                    manyAlternatives, "[a-b]+x?b"};
+    for (const std::string& pattern : patterns) {
+        for (int caseSensitive = 0; caseSensitive < 2; ++caseSensitive) {
+            TTextPattern p(pattern.c_str(), caseSensitive);
+            ASSERT_TRUE(p.IsValid()) << pattern;
+            for (const bool dense : {true, false}) {
+                std::string text;
+                while (text.size() < (dense ? 3000u : 40000u)) {
+                    for (int n = dense ? 50 : 1 + static_cast<int>(random() % 12); n > 0; --n)
+                        text += random() % 16 == 0 ? 'x' : "abAB"[random() % (caseSensitive ? 2 : 4)];
+                    if (!dense)
+                        text.append(20 + random() % 100, " c\n"[random() % 3]);
+                }
+                std::vector<Report> expected;
+                for (long at = 0; at < static_cast<long>(text.size());) {
+                    const long length = p.Find(nullptr, text.c_str(), at, eMatchHere, nullptr, nullptr);
+                    if (length > 0)
+                        expected.emplace_back(0, at, at + length - 1);
+                    at += length > 0 ? length : 1;
+                }
+                Found f = Search(p, text.c_str(), 0, eMatchAll);
+                EXPECT_EQ(f.reports, expected) << "pattern " << pattern << (dense ? " dense" : " sparse");
+                EXPECT_FALSE(expected.empty());
+            }
+        }
+    }
+}
