@@ -16,6 +16,10 @@ namespace {
 
 // Room for a text and its terminator; LoadStringA is given one byte less, as it always was.
 constexpr int kTextBufferSize = 2048;
+// The cache is made for 500 texts, which gives a table of 509 buckets, the next prime. Knowing
+// the count at compile time turns the bucket's division into a multiplication.
+constexpr int kCacheSize = 500;
+constexpr uint32_t kCacheBuckets = 509;
 constexpr int kLoadStringMax = 2047;
 
 HINSTANCE localizedStringDll = nullptr;
@@ -70,7 +74,7 @@ void DestroyMessageCacheLock()
 
 void BuildMessageCache()
 {
-    messageCache.Build(500, 1);
+    messageCache.Build(kCacheSize, 1);
 }
 
 void DestroyMessageCache()
@@ -126,7 +130,8 @@ const String& FindCachedString(unsigned int id)
     // which compares equal exactly when the ids are equal.
     messageProbe.Get().id = id;
     THashListImp& cache = messageCache.Get();
-    const uint32_t bucket = id % cache.GetNumBuckets();
+    const uint32_t numBuckets = cache.GetNumBuckets();
+    const uint32_t bucket = numBuckets == kCacheBuckets ? id % kCacheBuckets : id % numBuckets;
     CachedString* cached = nullptr;
     for (THashListElement* e = cache.GetBucketFirst(bucket); e && e->GetBucket() == bucket;
          e = static_cast<THashListElement*>(e->GetNext()))
