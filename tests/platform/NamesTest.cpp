@@ -1,3 +1,4 @@
+#include "RunningUnderWine.h"
 #include "TarnPlatform.h"
 
 #include <gtest/gtest.h>
@@ -12,16 +13,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-bool RunningUnderWine()
-{
-#ifdef _WIN32
-    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    return ntdll && GetProcAddress(ntdll, "wine_get_version");
-#else
-    return false;
-#endif
-}
 
 std::string CurrentDirectory()
 {

@@ -1,24 +1,10 @@
+#include "RunningUnderWine.h"
 #include "TarnPlatform.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <string>
-
-namespace {
-
-// True when the Windows program runs under Wine, whose ntdll exports its version.
-bool RunningUnderWine()
-{
-#ifdef _WIN32
-    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    return ntdll && GetProcAddress(ntdll, "wine_get_version");
-#else
-    return false;
-#endif
-}
-
-}
 
 TEST(WinRuntime, CaseBlindCompare)
 {
