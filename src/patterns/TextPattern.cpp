@@ -802,7 +802,7 @@ public:
 
     long Run(long start, long* foundAt)
     {
-        cacheFilledAt = start;
+        passStart = start;
         long found = -1;
         long position = start;
         while (position < length) {
@@ -821,9 +821,11 @@ public:
 
 private:
     static constexpr int32_t kClosureSpace = 8192;
-    // The step cache is given up when it fills up within fewer bytes than this: its states
-    // are then hardly used again, and making steps costs more than walking the lists.
-    static constexpr long kMinBytesPerFill = 16 * TStepCache::kMaxStates;
+    // Making a step costs a few walks over the lists: the step cache is given up for the rest
+    // of the pass once it has made more than kStepAllowance steps and one per kBytesPerStep
+    // bytes of text, as it then hardly uses its steps again (or keeps filling up).
+    static constexpr long kStepAllowance = 256;
+    static constexpr long kBytesPerStep = 8;
     static constexpr int32_t kNoClosure = -1;
     static constexpr int32_t kClosureTooLarge = -2;
 
@@ -974,15 +976,21 @@ private:
     }
 
     // The step from state on c, made by one step of the walk over the lists, with each
-    // thread's start standing for its run. When the cache is full it is emptied, and state
-    // renumbered, unless it filled up too fast to pay: it is then given up for the rest of
-    // the pass and the answer is 0. Either way lists[0] begins with state's sequence.
+    // thread's start standing for its run. When the cache is full it is emptied and state
+    // renumbered. When the cache is given up the answer is 0. Either way lists[0] then
+    // begins with state's sequence.
     uint16_t MakeStep(int32_t& state, unsigned char c, long position)
     {
         TThreadList& from = lists[0];
         TThreadList& to = lists[1];
         const int32_t count = cache.Count(state);
         const int32_t* sequence = cache.Sequence(state);
+        if (++stepsMade > kStepAllowance + (position - passStart) / kBytesPerStep) {
+            useCache = false;
+            for (int32_t k = 0; k < count; ++k)
+                from.nodes[k] = sequence[k];
+            return 0;
+        }
         long numRuns = 0;
         from.Clear();
         for (int32_t k = 0; k < count; ++k) {
@@ -1022,11 +1030,7 @@ private:
         const int32_t next = cache.Intern(to.nodes, to.count);
         if (next >= 0 && cache.AddStep(state, c, next, runSources, finalSource))
             return cache.RowEntry(state, c);
-        if (position - cacheFilledAt < kMinBytesPerFill) {
-            useCache = false;
-            return 0;
-        }
-        cacheFilledAt = position;
+        // The cache is full: it starts again with the two states and the step.
         cache.Clear();
         state = cache.Intern(from.nodes, count);
         const int32_t renumbered = cache.Intern(to.nodes, to.count);
@@ -1253,7 +1257,8 @@ private:
     bool acceptBuilt[TTextPattern::kMaxNodes];
     uint32_t acceptBits[TTextPattern::kMaxNodes][8];
     bool useCache = false;
-    long cacheFilledAt = 0;
+    long passStart = 0;
+    long stepsMade = 0;
     TStepCache cache;
     // The starts of the runs of the cached list, and one more for threads that start at the
     // byte; the sources of the runs of a step being made.
