@@ -776,7 +776,8 @@ private:
 //
 // When no empty transition of the pattern tests the position (no line start or end, no word
 // boundary), what a node reaches without a character is the same everywhere: those closures
-// are then computed once, as are the first steps from the start node for each byte.
+// are then computed once, as are the first steps from the start node for each byte, and the
+// steps of whole lists are kept in a TStepCache, so that most bytes cost one table lookup.
 class TAllMatchesSimulator {
 public:
     TAllMatchesSimulator(TMatchContext& context, const bool* first, long length)
@@ -1575,6 +1576,37 @@ struct TFindSetup {
     }
 };
 
+// The searches of the public Find, each with its engine in a frame of its own, so that the
+// stack holds one engine's state at a time whatever the compiler makes of the frames.
+#if defined(__GNUC__)
+#define COMMONTARN_NOINLINE __attribute__((noinline))
+#else
+#define COMMONTARN_NOINLINE
+#endif
+
+COMMONTARN_NOINLINE long SearchByBacktracking(TMatchContext& m, long* foundAt, long start, EMatchMode mode,
+                                              long length, const bool* first)
+{
+    TBacktracker engine(m);
+    return Search(m, engine, foundAt, start, mode, length, first);
+}
+
+COMMONTARN_NOINLINE long SearchBySimulation(TMatchContext& m, long* foundAt, long start, EMatchMode mode,
+                                            long length, const bool* first)
+{
+    TSimulator engine(m);
+    return Search(m, engine, foundAt, start, mode, length, first);
+}
+
+COMMONTARN_NOINLINE long FindAllBySimulation(TMatchContext& m, long* foundAt, long start, long length,
+                                             const bool* first)
+{
+    TAllMatchesSimulator engine(m, first, length);
+    return engine.Run(start, foundAt);
+}
+
+#undef COMMONTARN_NOINLINE
+
 }  // namespace
 
 TTextPattern::TTextPattern() : nodes(nullptr), caseSensitive(1), valid(0)
@@ -1662,14 +1694,9 @@ long TTextPattern::Find(long* foundAt, char const* text, long start, EMatchMode 
     if ((mode == eMatchBackward ? start : length - start) >= kMinPositionsForFilter &&
         (!FindFirstCharacters(nodes, setup.context.fold, firstCharacters) || mode == eMatchAll))
         first = firstCharacters;
-    if (nodes[0].data == kEngineBacktrack) {
-        TBacktracker engine(setup.context);
-        return Search(setup.context, engine, foundAt, start, mode, length, first);
-    }
-    if (mode == eMatchAll) {
-        TAllMatchesSimulator engine(setup.context, first, length);
-        return engine.Run(start, foundAt);
-    }
-    TSimulator engine(setup.context);
-    return Search(setup.context, engine, foundAt, start, mode, length, first);
+    if (nodes[0].data == kEngineBacktrack)
+        return SearchByBacktracking(setup.context, foundAt, start, mode, length, first);
+    if (mode == eMatchAll)
+        return FindAllBySimulation(setup.context, foundAt, start, length, first);
+    return SearchBySimulation(setup.context, foundAt, start, mode, length, first);
 }
