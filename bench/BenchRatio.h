@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -35,6 +36,11 @@ inline int RunWithRatios(int argc, char** argv, const std::vector<RatioPair>& pa
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
+    // A quarter of a second of work first, so that the first benchmark does not pay for the
+    // processor leaving its idle clock.
+    const auto warm = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
+    for (unsigned long spin = 0; std::chrono::steady_clock::now() < warm; ++spin)
+        benchmark::DoNotOptimize(spin);
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
