@@ -492,12 +492,11 @@ struct TMatchContext {
     bool gaveUp;
 };
 
-// A list of states, each node at most once: a node is in the list when its mark equals the
-// list's generation, so the test for duplicates costs one comparison.
-struct TStateList {
+// The marks behind a list that holds each node at most once: a node is in the list when its
+// mark equals the list's generation, so the test for duplicates costs one comparison.
+struct TNodeMarks {
     int32_t count;
     uint32_t generation;
-    int32_t entries[TTextPattern::kMaxNodes];
     uint32_t mark[TTextPattern::kMaxNodes];
 
     void Init()
@@ -514,12 +513,23 @@ struct TStateList {
             generation = 1;
         }
     }
+    bool Claim(int32_t node)
+    {
+        if (mark[node] == generation)
+            return false;
+        mark[node] = generation;
+        return true;
+    }
+};
+
+// A list of states of the simulation.
+struct TStateList : TNodeMarks {
+    int32_t entries[TTextPattern::kMaxNodes];
+
     void Add(int32_t node)
     {
-        if (mark[node] != generation) {
-            mark[node] = generation;
+        if (Claim(node))
             entries[count++] = node;
-        }
     }
 };
 
@@ -830,34 +840,12 @@ private:
     static constexpr int32_t kNoClosure = -1;
     static constexpr int32_t kClosureTooLarge = -2;
 
-    struct TThreadList {
-        int32_t count;
-        uint32_t generation;
+    // The threads of one position, each node at most once, with the position where each
+    // thread started.
+    struct TThreadList : TNodeMarks {
         int32_t nodes[TTextPattern::kMaxNodes];
         long starts[TTextPattern::kMaxNodes];
-        uint32_t mark[TTextPattern::kMaxNodes];
 
-        void Init()
-        {
-            count = 0;
-            generation = 1;
-            memset(mark, 0, sizeof mark);
-        }
-        void Clear()
-        {
-            count = 0;
-            if (++generation == 0) {
-                memset(mark, 0, sizeof mark);
-                generation = 1;
-            }
-        }
-        bool Claim(int32_t node)
-        {
-            if (mark[node] == generation)
-                return false;
-            mark[node] = generation;
-            return true;
-        }
         void Append(int32_t node, long start)
         {
             nodes[count] = node;
