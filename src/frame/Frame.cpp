@@ -1,9 +1,7 @@
 // The load list of the library's process-wide objects and its reverse unload.
 #include "frame/Frame.h"
 #include "frame/FrameEntry.h"
-
-#include <new>
-#include <utility>
+#include "frame/FrameObject.h"
 
 #include "NH_Heap.h"
 #include "TarnPlatform.h"
@@ -23,23 +21,6 @@ uint32_t _systemPageSize = 0;
 uint32_t _allocationGranularity = 0;
 
 namespace {
-
-// Storage for a static object that the load list builds and the unload list destroys, so
-// that the order is the list's and not the compiler's.
-template <class T>
-class FrameObject {
-public:
-    template <class... Args>
-    void Build(Args&&... args)
-    {
-        ::new (static_cast<void*>(storage)) T(std::forward<Args>(args)...);
-    }
-    void Destroy() { Get().~T(); }
-    T& Get() { return *std::launder(reinterpret_cast<T*>(storage)); }
-
-private:
-    alignas(T) unsigned char storage[sizeof(T)];
-};
 
 FrameObject<NH_Heap> stringHeapObject;
 FrameObject<TRandomizer> uniqueKeyRandomizer;

@@ -1486,37 +1486,32 @@ long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchM
     const bool reportWhole = m.nodes[0].data == kEngineSimulate;
     auto skip = [&](long position) { return first && !first[static_cast<unsigned char>(text[position])]; };
 
+    // One attempt of a forward or backward search: true when the search is over, with its
+    // answer in result (-1 when the matcher gave up).
+    long result = -1;
+    auto over = [&](long position) {
+        if (skip(position))
+            return false;
+        result = engine.Attempt(position);
+        if (result >= 0) {
+            *foundAt = position;
+            if (reportWhole)
+                ReportWhole(m, position, result);
+            return true;
+        }
+        return m.gaveUp;
+    };
     if (mode == eMatchForward) {
         // The terminator's position is tried only when the search starts there.
-        for (long position = start; position == start || position < length; ++position) {
-            if (skip(position))
-                continue;
-            const long result = engine.Attempt(position);
-            if (result >= 0) {
-                *foundAt = position;
-                if (reportWhole)
-                    ReportWhole(m, position, result);
+        for (long position = start; position == start || position < length; ++position)
+            if (over(position))
                 return result;
-            }
-            if (m.gaveUp)
-                break;
-        }
         return -1;
     }
     if (mode == eMatchBackward) {
-        for (long position = start - 1; position >= 0; --position) {
-            if (skip(position))
-                continue;
-            const long result = engine.Attempt(position);
-            if (result >= 0) {
-                *foundAt = position;
-                if (reportWhole)
-                    ReportWhole(m, position, result);
+        for (long position = start - 1; position >= 0; --position)
+            if (over(position))
                 return result;
-            }
-            if (m.gaveUp)
-                break;
-        }
         return -1;
     }
     // All matches: empty matches count as none and move on by one, like failures.

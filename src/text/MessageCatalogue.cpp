@@ -3,10 +3,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <type_traits>
 
 #include "TarnPlatform.h"
+#include "frame/FrameObject.h"
 #include "text/MessageTexts.h"
 #include "threads/CriticalSection.h"
 
@@ -24,25 +24,9 @@ constexpr int kLoadStringMax = 2047;
 
 HINSTANCE localizedStringDll = nullptr;
 
-// Storage for the objects of the load list, built and destroyed by its steps.
-template <class T>
-class CatalogueObject {
-public:
-    template <class... Args>
-    void Build(Args&&... args)
-    {
-        ::new (static_cast<void*>(storage)) T(static_cast<Args&&>(args)...);
-    }
-    void Destroy() { Get().~T(); }
-    T& Get() { return *std::launder(reinterpret_cast<T*>(storage)); }
-
-private:
-    alignas(T) unsigned char storage[sizeof(T)];
-};
-
-CatalogueObject<TCriticalSection> messageCacheLock;
-CatalogueObject<THashListImp> messageCache;
-CatalogueObject<CachedString> messageProbe;
+FrameObject<TCriticalSection> messageCacheLock;
+FrameObject<THashListImp> messageCache;
+FrameObject<CachedString> messageProbe;
 
 // The one lookup behind every form: while a module is notified, module is the only source,
 // even for the ids of the built-in table.
