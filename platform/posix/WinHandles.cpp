@@ -127,6 +127,14 @@ timespec DeadlineAfter(DWORD milliseconds)
     return deadline;
 }
 
+bool DeadlinePassed(const timespec& deadline)
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec > deadline.tv_sec
+        || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
+}
+
 }
 
 using namespace TarnPosix;
@@ -135,6 +143,7 @@ extern "C" {
 
 BOOL CloseHandle(HANDLE hObject)
 {
+    TSuspensionRegion region;
     if (hObject == CurrentThreadPseudoHandle())
         return TRUE;
     AHandleObject* object = ReferenceHandle(hObject);

@@ -171,6 +171,7 @@ extern "C" {
 
 BOOL PostThreadMessageA(DWORD idThread, UINT Msg, WPARAM wParam, LPARAM lParam)
 {
+    TSuspensionRegion region;
     TSyncLock lock;
     auto found = Queues().find(idThread);
     if (found == Queues().end()) {
@@ -182,6 +183,7 @@ BOOL PostThreadMessageA(DWORD idThread, UINT Msg, WPARAM wParam, LPARAM lParam)
 
 BOOL PostMessageA(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam)
 {
+    TSuspensionRegion region;
     if (!hWnd) {
         TThreadObject* self = CurrentThreadObject();
         if (!self) {
@@ -206,6 +208,7 @@ BOOL PostMessageA(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam)
 
 BOOL PeekMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax, UINT wRemoveMsg)
 {
+    TSuspensionRegion region;
     TThreadObject* self = CurrentThreadObject();
     if (!self) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
@@ -223,6 +226,7 @@ BOOL PeekMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax
 
 BOOL GetMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax)
 {
+    TSuspensionRegion region;
     TThreadObject* self = CurrentThreadObject();
     if (!self) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
@@ -234,8 +238,8 @@ BOOL GetMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax)
     if (!EnsureQueue(self))
         return -1;
     for (;;) {
-        // A thread terminated while it waited has lost its queue and takes nothing.
-        if (!self->queue)
+        // A suspended thread takes nothing; a terminated one never comes back for it.
+        if (self->StopRequested() && !StopInsideWait(self))
             return -1;
         if (TakeMessage(self->queue, lpMsg, hWnd, wMsgFilterMin, wMsgFilterMax, true))
             return lpMsg->message == WM_QUIT ? 0 : 1;
@@ -245,6 +249,7 @@ BOOL GetMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax)
 
 HWND CreateMessageTargetWindow(void)
 {
+    TSuspensionRegion region;
     TThreadObject* self = CurrentThreadObject();
     TWindow* window = self ? new (std::nothrow) TWindow(self) : nullptr;
     if (!window) {
@@ -273,6 +278,7 @@ HWND CreateMessageTargetWindow(void)
 
 BOOL DestroyWindow(HWND hWnd)
 {
+    TSuspensionRegion region;
     TObjectRef<TWindow> window(ReferenceWindow(hWnd));
     if (!window)
         return FALSE;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "WinKernel.h"
+#include "WinObjects.h"
 
 namespace {
 
@@ -25,7 +26,8 @@ struct Module {
 };
 
 // Loaded modules; LoadStringA holds the lock while it copies, so FreeLibrary on another
-// thread cannot pull a table away under it.
+// thread cannot pull a table away under it. Taken only inside the calls' suspension regions,
+// so that no thread stops while it holds it.
 std::mutex modulesLock;
 std::vector<Module*> modules;
 
@@ -282,6 +284,7 @@ extern "C" {
 
 HMODULE LoadLibraryA(LPCSTR lpLibFileName)
 {
+    TarnPosix::TSuspensionRegion region;
     struct stat info;
     std::ifstream file;
     if (stat(lpLibFileName, &info) == 0 && S_ISREG(info.st_mode))
@@ -319,6 +322,7 @@ HMODULE LoadLibraryA(LPCSTR lpLibFileName)
 
 BOOL FreeLibrary(HMODULE hLibModule)
 {
+    TarnPosix::TSuspensionRegion region;
     std::lock_guard<std::mutex> hold(modulesLock);
     Module* module = FindLoaded(hLibModule);
     if (!module) {
@@ -338,6 +342,7 @@ BOOL FreeLibrary(HMODULE hLibModule)
 
 int LoadStringA(HINSTANCE hInstance, UINT uID, LPSTR lpBuffer, int cchBufferMax)
 {
+    TarnPosix::TSuspensionRegion region;
     if (cchBufferMax < 1)
         return 0;
     lpBuffer[0] = 0;

@@ -15,6 +15,7 @@
 
 #include "TarnNames.h"
 #include "WinKernel.h"
+#include "WinObjects.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ typedef std::vector<std::string> Parts;
 
 // The directory of each drive letter, as malloc'd real names; null is "no drive", except for
 // C:, whose null stands for "/". Plain pointers, so the table needs no constructor at load.
+// The lock is taken only inside the calls' suspension regions, like every lock of the layer.
 std::mutex drivesLock;
 char* drives[26];
 
@@ -328,6 +330,7 @@ extern "C" {
 
 BOOL MapDriveToDirectory(CHAR drive, LPCSTR directory)
 {
+    TarnPosix::TSuspensionRegion region;
     if (!IsLetter(drive)) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -356,6 +359,7 @@ BOOL MapDriveToDirectory(CHAR drive, LPCSTR directory)
 
 DWORD ConvertPosixToWindowsName(LPCSTR posixName, LPSTR buffer, DWORD size)
 {
+    TarnPosix::TSuspensionRegion region;
     std::string text;
     DWORD error = ERROR_SUCCESS;
     if (!posixName)
@@ -376,6 +380,7 @@ DWORD ConvertPosixToWindowsName(LPCSTR posixName, LPSTR buffer, DWORD size)
 
 DWORD ConvertWindowsToPosixName(LPCSTR windowsName, LPSTR buffer, DWORD size)
 {
+    TarnPosix::TSuspensionRegion region;
     WindowsName name;
     std::string text;
     DWORD error = MakeFullWindowsName(windowsName, name);
@@ -386,6 +391,7 @@ DWORD ConvertWindowsToPosixName(LPCSTR windowsName, LPSTR buffer, DWORD size)
 
 DWORD GetCurrentDirectoryA(DWORD nBufferLength, LPSTR lpBuffer)
 {
+    TarnPosix::TSuspensionRegion region;
     WindowsName name;
     const DWORD error = CurrentWindowsName(name);
     std::string text;
@@ -401,6 +407,7 @@ DWORD GetCurrentDirectoryA(DWORD nBufferLength, LPSTR lpBuffer)
 
 BOOL SetCurrentDirectoryA(LPCSTR lpPathName)
 {
+    TarnPosix::TSuspensionRegion region;
     WindowsName name;
     DWORD error = MakeFullWindowsName(lpPathName, name);
     if (error == ERROR_SUCCESS && strpbrk(lpPathName, "*?"))
@@ -428,6 +435,7 @@ BOOL SetCurrentDirectoryA(LPCSTR lpPathName)
 
 DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize)
 {
+    TarnPosix::TSuspensionRegion region;
     if (hModule) {
         SetLastError(ERROR_MOD_NOT_FOUND);
         return 0;

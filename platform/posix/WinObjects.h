@@ -84,9 +84,10 @@ class TThreadObject;
 // queues; each thread sleeps on the wake condition of its own record.
 extern pthread_mutex_t _syncLock;
 
-// Marks the calling thread as being inside the platform layer: a SuspendThread or
-// TerminateThread that reaches it meanwhile takes effect when the outermost region ends,
-// so that no thread stops while it holds a lock of the layer.
+// Marks the calling thread as being inside the platform layer. A thread inside the layer
+// stops only at the end of its outermost region, or in a wait of the layer, never while it
+// holds a lock of the layer (see WinThreads.cpp). Every call of the layer that takes a lock
+// or allocates opens one first, so that what the call holds is given back before it stops.
 class TSuspensionRegion {
 public:
     TSuspensionRegion();
@@ -135,9 +136,6 @@ struct TWaitBlock {
 // Called with _syncLock held after the object became signalled.
 void ReleaseWaiters(AWaitableObject* object);
 
-// Ends the wait of a thread that is being terminated. Called with _syncLock held.
-void AbandonWait(TWaiter* waiter);
-
 struct TMessageQueue;
 
 // A thread: waitable, signalled when it ends. Threads made by _beginthreadex have one from
@@ -148,9 +146,6 @@ public:
     explicit TThreadObject(bool ownThread);
     ~TThreadObject() override;
 
-    // Blocks the calling thread, which is this one, while it is suspended or terminated.
-    void ParkWhileSuspended();
-
     const bool ownThread;
     pthread_t thread{};
     std::atomic<DWORD> id{0};
@@ -159,33 +154,51 @@ public:
 
     // Under _syncLock.
     pthread_cond_t wake;
-    TWaiter* activeWait = nullptr;
     DWORD exitCode = STILL_ACTIVE;
     TMessageQueue* queue = nullptr;
 
-    // Suspension. The suspend count, and the bits below, share one word: the signal
-    // handler leaves only by a compare-exchange that fails if the count rose meanwhile, so
-    // a suspender that sees eParked needs no new signal. Changed under suspendLock, but
-    // for the handler's eParked bit.
-    enum : uint32_t { eCountMask = 0xFF, eParked = 0x100, eTerminated = 0x200 };
+    // Requests to stop and the thread's answers share one word, so that the signal handler
+    // can read and answer them with atomics alone. The count and eTerminated are set by the
+    // threads that ask, under suspendLock; the thread itself sets eParked while it is stopped,
+    // eDying once it has seen eTerminated (from then on the termination cannot be taken
+    // back), eOutside with it when it stops for good outside the layer, and eGone when it will
+    // never touch the record again. eReleased marks that its own reference was given back
+    // for it. Every change wakes the waiters on the word.
+    enum : uint32_t {
+        eCountMask = 0xFF,
+        eParked = 0x100,
+        eTerminated = 0x200,
+        eDying = 0x400,
+        eOutside = 0x800,
+        eGone = 0x1000,
+        eReleased = 0x2000,
+    };
     std::atomic<uint32_t> suspendState{0};
     long SuspendCount() const { return long(suspendState.load() & eCountMask); }
     bool Terminated() const { return (suspendState.load() & eTerminated) != 0; }
+    bool StopRequested() const { return (suspendState.load() & (eCountMask | eTerminated)) != 0; }
 
     pthread_mutex_t suspendLock;
-    pthread_cond_t resumed;
-    bool started = false;
+    // Under suspendLock.
+    pthread_cond_t started;
+    bool running = false;
     bool exited = false;
+    DWORD terminationCode = 0;
+    // Written by the thread only.
     std::atomic<int> regionDepth{0};
-    std::atomic<bool> deferred{false};
-    // Counts the answers to suspend signals; the suspender waits on it as a futex.
-    std::atomic<uint32_t> acknowledged{0};
+    std::atomic<int> inHandler{0};
 
     // The thread's body and what it answers; owned by the thread itself.
     unsigned (*start)(void*) = nullptr;
     void* argument = nullptr;
     unsigned returnCode = 0;
 };
+
+// Called by a thread in a wait of the layer, with _syncLock held, when StopRequested: lets
+// go of the lock, stays stopped while suspended, and takes the lock again. False when the
+// thread is being terminated: the call must then return at once, whatever it answers, as the
+// thread stops for good at its end.
+bool StopInsideWait(TThreadObject* self);
 
 // The record of the calling thread, made on first use; null only if it cannot be made.
 TThreadObject* CurrentThreadObject();
@@ -202,5 +215,7 @@ void DiscardMessageQueue(TThreadObject* thread);
 
 // Milliseconds from now on the monotonic clock, for pthread_cond_timedwait.
 struct timespec DeadlineAfter(DWORD milliseconds);
+// Whether the monotonic clock has reached the deadline.
+bool DeadlinePassed(const struct timespec& deadline);
 
 }

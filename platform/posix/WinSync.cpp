@@ -158,12 +158,6 @@ void ReleaseWaiters(AWaitableObject* object)
     }
 }
 
-void AbandonWait(TWaiter* waiter)
-{
-    waiter->result = WAIT_FAILED;
-    Finish(*waiter);
-}
-
 }
 
 using namespace TarnPosix;
@@ -191,9 +185,9 @@ void DeleteCriticalSection(LPCRITICAL_SECTION lpCriticalSection)
 
 DWORD TlsAlloc(void)
 {
+    TSuspensionRegion region;
     DWORD found = TLS_OUT_OF_INDEXES;
     DWORD error = ERROR_NO_MORE_ITEMS;
-    TSuspensionRegion region;
     pthread_mutex_lock(&_tlsLock);
     for (DWORD index = 0; index < _tlsSlots; ++index) {
         if (_tls[index].used.load(std::memory_order_relaxed))
@@ -227,6 +221,7 @@ LPVOID TlsGetValue(DWORD dwTlsIndex)
 
 BOOL TlsSetValue(DWORD dwTlsIndex, LPVOID lpTlsValue)
 {
+    TSuspensionRegion region;
     if (!TlsSlotInUse(dwTlsIndex)) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -240,8 +235,8 @@ BOOL TlsSetValue(DWORD dwTlsIndex, LPVOID lpTlsValue)
 
 BOOL TlsFree(DWORD dwTlsIndex)
 {
-    BOOL freed = FALSE;
     TSuspensionRegion region;
+    BOOL freed = FALSE;
     pthread_mutex_lock(&_tlsLock);
     if (TlsSlotInUse(dwTlsIndex)) {
         pthread_key_delete(_tls[dwTlsIndex].key);
@@ -256,6 +251,7 @@ BOOL TlsFree(DWORD dwTlsIndex)
 
 HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL bManualReset, BOOL bInitialState, LPCSTR lpName)
 {
+    TSuspensionRegion region;
     if (lpName) {
         SetLastError(ERROR_NOT_SUPPORTED);
         return nullptr;
@@ -270,6 +266,7 @@ HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL bManualReset, BOOL bInitialState
 
 BOOL SetEvent(HANDLE hEvent)
 {
+    TSuspensionRegion region;
     TObjectRef<TEvent> event(ReferenceEvent(hEvent));
     if (!event)
         return FALSE;
@@ -281,6 +278,7 @@ BOOL SetEvent(HANDLE hEvent)
 
 BOOL ResetEvent(HANDLE hEvent)
 {
+    TSuspensionRegion region;
     TObjectRef<TEvent> event(ReferenceEvent(hEvent));
     if (!event)
         return FALSE;
@@ -291,6 +289,7 @@ BOOL ResetEvent(HANDLE hEvent)
 
 BOOL PulseEvent(HANDLE hEvent)
 {
+    TSuspensionRegion region;
     TObjectRef<TEvent> event(ReferenceEvent(hEvent));
     if (!event)
         return FALSE;
@@ -320,6 +319,7 @@ DWORD WaitForMultipleObjects(DWORD nCount, const HANDLE* lpHandles, BOOL bWaitAl
 DWORD WaitForMultipleObjectsEx(DWORD nCount, const HANDLE* lpHandles, BOOL bWaitAll,
     DWORD dwMilliseconds, BOOL)
 {
+    TSuspensionRegion region;
     if (nCount == 0 || nCount > MAXIMUM_WAIT_OBJECTS) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return WAIT_FAILED;
@@ -365,25 +365,34 @@ DWORD WaitForMultipleObjectsEx(DWORD nCount, const HANDLE* lpHandles, BOOL bWait
         return waiter.result;
     if (dwMilliseconds == 0)
         return WAIT_TIMEOUT;
-    Link(waiter);
     TThreadObject* self = waiter.thread;
-    self->activeWait = &waiter;
     timespec deadline = DeadlineAfter(dwMilliseconds == INFINITE ? 0 : dwMilliseconds);
-    while (!waiter.done) {
-        if (dwMilliseconds == INFINITE)
+    Link(waiter);
+    for (;;) {
+        if (waiter.done)
+            return waiter.result;
+        if (self->StopRequested()) {
+            // A stopped thread is in no wait: what is signalled meanwhile stays for others.
+            Unlink(waiter);
+            if (!StopInsideWait(self)) {
+                SetLastError(ERROR_INVALID_HANDLE);
+                return WAIT_FAILED;
+            }
+            if (TryAcquire(waiter))
+                return waiter.result;
+            if (dwMilliseconds != INFINITE && DeadlinePassed(deadline))
+                return WAIT_TIMEOUT;
+            Link(waiter);
+            continue;
+        }
+        if (dwMilliseconds == INFINITE) {
             pthread_cond_wait(&self->wake, &_syncLock);
-        else if (pthread_cond_timedwait(&self->wake, &_syncLock, &deadline) == ETIMEDOUT)
-            break;
+        } else if (pthread_cond_timedwait(&self->wake, &_syncLock, &deadline) == ETIMEDOUT
+            && !waiter.done) {
+            Unlink(waiter);
+            return WAIT_TIMEOUT;
+        }
     }
-    self->activeWait = nullptr;
-    if (!waiter.done) {
-        Unlink(waiter);
-        return WAIT_TIMEOUT;
-    }
-    // A wait abandoned by TerminateThread: the thread stops before it sees the answer.
-    if (waiter.result == WAIT_FAILED)
-        SetLastError(ERROR_INVALID_HANDLE);
-    return waiter.result;
 }
 
 }

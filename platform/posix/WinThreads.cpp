@@ -1,9 +1,35 @@
 // Threads over pthreads: thread records, suspension by signal, termination, priorities.
+//
+// How a thread stops. SuspendThread and TerminateThread only ask, in the thread's
+// suspendState; the thread stops itself, and only where it holds no lock of the layer:
+//  - outside the layer, in the handler of the stop signal, wherever the signal finds it;
+//  - at the end of its outermost call of the layer (TSuspensionRegion), when the call has
+//    given back all it held;
+//  - in a wait of the layer (WaitForMultipleObjectsEx, GetMessageA, and SuspendThread and
+//    TerminateThread waiting for another thread), having let go of _syncLock.
+// Nothing else in the layer blocks for long, so a thread inside the layer soon reaches one of
+// these points; a thread may be parked in no lock of the layer.
+// A suspended thread is in no wait list: it unlinks its wait blocks before it stops, so that
+// what is signalled meanwhile stays for others, and on resume it tries again and links them
+// anew, at the back, with the deadline it had. Wait blocks are linked and unlinked under
+// _syncLock, by the waiting thread only, except that the thread which satisfies a wait unlinks
+// it as it marks it done; a wait that is done is never unlinked again.
+// The asking call returns once the thread has stopped (eParked) or will never run again
+// (eGone). A terminated thread's end (exit code, signalled handle, queue and windows gone) is
+// marked only after it has stopped: by the thread itself when it stops inside the layer, by
+// its terminator when it stopped in the handler, where it may take no lock. It then stays
+// stopped until the process ends, as its stack may hold anything; a thread terminated before
+// it ran ends. A thread that cannot be stopped (outside the layer with the signal blocked, or
+// the signal cannot be queued) is left as it was, and the call fails.
 #include "WinThreads.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <linux/futex.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -14,6 +40,11 @@
 
 #include "WinKernel.h"
 #include "WinObjects.h"
+
+// Never seen by a caller: the thread that waited is being terminated itself.
+#ifndef ERROR_OPERATION_ABORTED
+#  define ERROR_OPERATION_ABORTED 995L
+#endif
 
 namespace TarnPosix {
 
@@ -30,8 +61,11 @@ struct TForeignThreadRecord {
 
 thread_local TForeignThreadRecord _foreignRecord;
 
+// How long a thread that is asked to stop may take before the call gives up.
+const long _stopLimitMs = 10000;
+
 // A real-time signal from the top of the range, clear of the ones glibc takes at the bottom.
-int SuspendSignal()
+int StopSignal()
 {
     return SIGRTMAX - 3;
 }
@@ -41,45 +75,127 @@ uint32_t* FutexWord(std::atomic<uint32_t>& word)
     return reinterpret_cast<uint32_t*>(&word);
 }
 
-void WakeAll(std::atomic<uint32_t>& word)
+void WakeAll(uint32_t* word)
 {
-    syscall(SYS_futex, FutexWord(word), FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
+    syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
 }
 
-// Sleeps while the word still holds the value.
-void WaitWhile(std::atomic<uint32_t>& word, uint32_t value)
+// Sleeps while the word still holds the value, at most for the time given.
+void WaitWhile(std::atomic<uint32_t>& word, uint32_t value, const timespec* limit = nullptr)
 {
-    syscall(SYS_futex, FutexWord(word), FUTEX_WAIT_PRIVATE, value, nullptr, nullptr, 0);
+    syscall(SYS_futex, FutexWord(word), FUTEX_WAIT_PRIVATE, value, limit, nullptr, 0);
 }
 
-// Runs on the thread being suspended, with every other signal blocked. Inside the layer
-// the suspension waits for the end of the call (TSuspensionRegion); elsewhere the thread
-// sleeps here on its suspend state until the count is 0 again. Only system calls and
-// atomics: a sanitizer that defers signals must find nothing pending while this runs.
-void OnSuspendSignal(int, siginfo_t* info, void*)
+// Stops the calling thread for as long as it is suspended. False once it is being
+// terminated: from then on it never runs code of its own again. Atomics and futex calls
+// only, as the signal handler calls it too; `outside` tells where it stops.
+bool StopWhileAsked(TThreadObject* self, bool outside)
+{
+    uint32_t state = self->suspendState.load();
+    for (;;) {
+        if (state & TThreadObject::eDying)
+            return false;
+        if (state & TThreadObject::eTerminated) {
+            uint32_t dying = state | TThreadObject::eDying | (outside ? uint32_t(TThreadObject::eOutside) : 0u);
+            if (self->suspendState.compare_exchange_weak(state, dying)) {
+                WakeAll(FutexWord(self->suspendState));
+                return false;
+            }
+            continue;
+        }
+        if ((state & TThreadObject::eCountMask) == 0) {
+            if (!(state & TThreadObject::eParked))
+                return true;
+            if (self->suspendState.compare_exchange_weak(state, state & ~TThreadObject::eParked))
+                return true;
+            continue;
+        }
+        if (!(state & TThreadObject::eParked)) {
+            if (!self->suspendState.compare_exchange_weak(state, state | TThreadObject::eParked))
+                continue;
+            state |= TThreadObject::eParked;
+            WakeAll(FutexWord(self->suspendState));
+        }
+        WaitWhile(self->suspendState, state);
+        state = self->suspendState.load();
+    }
+}
+
+void BlockAllSignals()
+{
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+// Makes the thread's end visible: exit code, signalled handle, released waiters; its
+// message queue and windows go. Once only.
+void MarkEnded(TThreadObject* thread, DWORD exitCode)
+{
+    TSyncLock lock;
+    if (thread->signalled)
+        return;
+    thread->exitCode = exitCode;
+    thread->signalled = true;
+    ReleaseWaiters(thread);
+    DiscardMessageQueue(thread);
+}
+
+// The end of a terminated thread, which stays here for good. Inside the layer it marks its
+// end and gives back its own reference; in the signal handler, where every signal is
+// blocked already, it only says it is gone, and its terminator does the rest.
+[[noreturn]] void StopForGood(TThreadObject* self, bool outside)
+{
+    static uint32_t never = 0;
+    self->regionDepth.fetch_add(1);
+    uint32_t* word = FutexWord(self->suspendState);
+    if (!outside) {
+        BlockAllSignals();
+        MarkEnded(self, self->terminationCode);
+    }
+    self->suspendState.fetch_or(TThreadObject::eGone);
+    WakeAll(word);
+    if (!outside)
+        self->Release();
+    for (;;)
+        syscall(SYS_futex, &never, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
+}
+
+// Leaves the outermost region of the layer, stopping first while a stop is asked. False when
+// the thread is being terminated; the region is then still held.
+bool LeaveLayer(TThreadObject* self)
+{
+    for (;;) {
+        if (self->StopRequested() && !StopWhileAsked(self, false))
+            return false;
+        self->regionDepth.fetch_sub(1);
+        // A request made from here on finds the thread outside, and its signal stops it.
+        if (!self->StopRequested())
+            return true;
+        self->regionDepth.fetch_add(1);
+    }
+}
+
+// Stops the calling thread here, as at the end of a call, when it has been asked to.
+void StopHere(TThreadObject* self)
+{
+    self->regionDepth.fetch_add(1);
+    if (!LeaveLayer(self))
+        StopForGood(self, false);
+}
+
+// Runs on the thread asked to stop, with every other signal blocked. Inside the layer it
+// returns at once: the thread stops at the end of its call or in its wait.
+void OnStopSignal(int, siginfo_t* info, void*)
 {
     if (info->si_code != SI_QUEUE || info->si_pid != getpid())
         return;
     int savedErrno = errno;
     TThreadObject* self = static_cast<TThreadObject*>(info->si_value.sival_ptr);
-    bool inRegion = self->regionDepth.load() > 0;
-    if (inRegion)
-        self->deferred.store(true);
-    else
-        self->suspendState.fetch_or(TThreadObject::eParked);
-    self->acknowledged.fetch_add(1);
-    WakeAll(self->acknowledged);
-    if (!inRegion) {
-        for (;;) {
-            uint32_t state = self->suspendState.load();
-            if ((state & (TThreadObject::eCountMask | TThreadObject::eTerminated)) == 0) {
-                if (self->suspendState.compare_exchange_weak(state, state & ~TThreadObject::eParked))
-                    break;
-                continue;
-            }
-            WaitWhile(self->suspendState, state);
-        }
-    }
+    self->inHandler.fetch_add(1);
+    if (self->regionDepth.load() == 0 && !StopWhileAsked(self, true))
+        StopForGood(self, true);
+    self->inHandler.fetch_sub(1);
     errno = savedErrno;
 }
 
@@ -88,42 +204,154 @@ pthread_once_t _signalsInstalled = PTHREAD_ONCE_INIT;
 void InstallSignalHandlers()
 {
     struct sigaction action = {};
-    action.sa_sigaction = OnSuspendSignal;
+    action.sa_sigaction = OnStopSignal;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
     sigfillset(&action.sa_mask);
-    sigaction(SuspendSignal(), &action, nullptr);
+    sigaction(StopSignal(), &action, nullptr);
 }
 
-// Asks another thread to stop; answers the count of answers before the request, for
-// WaitForAnswer. Called with the target's suspendLock held, so that the thread has not
-// ended; the answer is awaited after it is released, as a thread blocked on that lock
-// may only take the signal once it has the lock.
-uint32_t SendSuspendSignal(TThreadObject* target)
+// Sends the stop signal, for a thread outside the layer. Called with the thread's
+// suspendLock held, so that it has not ended. False when the signal cannot be queued.
+bool SendStopSignal(TThreadObject* target)
 {
     pthread_once(&_signalsInstalled, InstallSignalHandlers);
     sigval value;
     value.sival_ptr = target;
-    uint32_t answered = target->acknowledged.load();
-    if (pthread_sigqueue(target->thread, SuspendSignal(), value) != 0)
-        target->acknowledged.fetch_add(1);
-    return answered;
+    return pthread_sigqueue(target->thread, StopSignal(), value) == 0;
 }
 
-// Returns once the thread has either stopped, or noted that it must stop at the end of its
-// current call, or ended. When several threads suspend and resume one thread at once, the
-// answer may be to an earlier request and the stop follow a moment later; Windows does not
-// wait for the stop at all.
-void WaitForAnswer(TThreadObject* target, uint32_t answered)
+// Wakes the thread in a wait of the layer, or where it is stopped, to see a new request.
+void WakeToSee(TThreadObject* target)
 {
-    while (target->acknowledged.load() == answered)
-        WaitWhile(target->acknowledged, answered);
+    {
+        TSyncLock lock;
+        pthread_cond_broadcast(&target->wake);
+    }
+    WakeAll(FutexWord(target->suspendState));
 }
 
-// A thread that ends counts as having answered: a signal still on its way is lost with it.
-void AnswerAtEnd(TThreadObject* self)
+uint64_t StatusMask(const char* status, const char* field)
 {
-    self->acknowledged.fetch_add(1);
-    WakeAll(self->acknowledged);
+    const char* found = strstr(status, field);
+    return found ? strtoull(found + strlen(field), nullptr, 16) : 0;
+}
+
+// Whether the stop signal waits, blocked, for a thread outside the layer and outside the
+// handler: such a thread cannot stop before it unblocks the signal.
+bool SignalHeldBack(TThreadObject* target)
+{
+    if (target->regionDepth.load() != 0 || target->inHandler.load() != 0)
+        return false;
+    char path[64];
+    snprintf(path, sizeof path, "/proc/self/task/%u/status", unsigned(target->id.load()));
+    int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return false;
+    char status[4096];
+    ssize_t length = read(file, status, sizeof status - 1);
+    close(file);
+    if (length <= 0)
+        return false;
+    status[length] = 0;
+    uint64_t bit = uint64_t(1) << (StopSignal() - 1);
+    return (StatusMask(status, "\nSigPnd:") & bit) && (StatusMask(status, "\nSigBlk:") & bit);
+}
+
+long MillisecondsSince(const timespec& start)
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return long(now.tv_sec - start.tv_sec) * 1000 + (now.tv_nsec - start.tv_nsec) / 1000000;
+}
+
+// Waits, inside a region and holding no lock, until the thread's state answers the request.
+// The caller stops meanwhile if it is asked to. ERROR_SUCCESS, or why the thread did not
+// answer: ERROR_SIGNAL_PENDING when it blocks the signal outside the layer (seen twice, 10 ms
+// apart, so that a thread caught on its way into the handler is not taken for one),
+// ERROR_TIMEOUT after _stopLimitMs, ERROR_OPERATION_ABORTED when the caller is terminated.
+DWORD AwaitStop(TThreadObject* target, TThreadObject* caller, bool (*answered)(uint32_t))
+{
+    timespec start;
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    long nextCheck = 10;
+    int heldBack = 0;
+    for (;;) {
+        uint32_t state = target->suspendState.load();
+        if (answered(state))
+            return ERROR_SUCCESS;
+        if (caller && caller->StopRequested() && !StopWhileAsked(caller, false))
+            return ERROR_OPERATION_ABORTED;
+        long waited = MillisecondsSince(start);
+        if (waited >= _stopLimitMs)
+            return ERROR_TIMEOUT;
+        if (waited >= nextCheck) {
+            nextCheck = waited + 10;
+            heldBack = SignalHeldBack(target) ? heldBack + 1 : 0;
+            if (heldBack == 2)
+                return ERROR_SIGNAL_PENDING;
+        }
+        const timespec slice = {0, 2000000};
+        WaitWhile(target->suspendState, state, &slice);
+    }
+}
+
+bool SuspensionAnswered(uint32_t state)
+{
+    return (state & (TThreadObject::eParked | TThreadObject::eTerminated)) != 0
+        || (state & TThreadObject::eCountMask) == 0;
+}
+
+bool TerminationAnswered(uint32_t state)
+{
+    return (state & TThreadObject::eGone) || !(state & TThreadObject::eTerminated);
+}
+
+// Takes one suspension away; answers the count before.
+DWORD DropSuspension(TThreadObject* thread)
+{
+    pthread_mutex_lock(&thread->suspendLock);
+    long previous = thread->SuspendCount();
+    if (previous > 0 && (thread->suspendState.fetch_sub(1) & TThreadObject::eCountMask) == 1)
+        WakeAll(FutexWord(thread->suspendState));
+    pthread_mutex_unlock(&thread->suspendLock);
+    return DWORD(previous);
+}
+
+enum ETermination { eEnded, eFailed, eAskAgain };
+
+// After a termination was asked and awaited with that result: marks the end of a thread that
+// stopped outside the layer, or takes the request back if the thread has not seen it.
+ETermination FinishTermination(TThreadObject* thread, DWORD error)
+{
+    uint32_t state = thread->suspendState.load();
+    for (;;) {
+        if (state & TThreadObject::eGone) {
+            if (state & TThreadObject::eOutside) {
+                MarkEnded(thread, thread->terminationCode);
+                // The reference of the thread itself, which it can no longer give back.
+                if (!(thread->suspendState.fetch_or(TThreadObject::eReleased) & TThreadObject::eReleased))
+                    thread->Release();
+            }
+            return eEnded;
+        }
+        // Another asker took the request back: ask again.
+        if (!(state & TThreadObject::eTerminated) || error == ERROR_SUCCESS)
+            return eAskAgain;
+        if (state & TThreadObject::eDying) {
+            // A thread dying inside the layer marks its own end; a caller that is terminated
+            // itself must not wait for it, as that thread may be waiting for the caller.
+            if (error == ERROR_OPERATION_ABORTED && !(state & TThreadObject::eOutside))
+                return eEnded;
+            WaitWhile(thread->suspendState, state);
+            state = thread->suspendState.load();
+            continue;
+        }
+        if (thread->suspendState.compare_exchange_weak(state, state & ~TThreadObject::eTerminated)) {
+            WakeAll(FutexWord(thread->suspendState));
+            SetLastError(error);
+            return eFailed;
+        }
+    }
 }
 
 // The nice value of the calling thread.
@@ -153,61 +381,38 @@ int NiceFor(int baseNice, int priority)
     return std::min(nice, 19);
 }
 
-// Makes the thread's end visible: exit code, signalled handle, released waiters; its
-// message queue and windows go. Also used by TerminateThread on another thread.
-void MarkEnded(TThreadObject* thread, DWORD exitCode)
+// The end of a thread whose own code has returned, by return, _endthreadex, or the end of a
+// thread this layer did not start. It stops first if asked, stays stopped if terminated.
+void EndThread(TThreadObject* self, DWORD exitCode)
 {
-    TSyncLock lock;
-    if (thread->signalled)
-        return;
-    thread->exitCode = exitCode;
-    thread->signalled = true;
-    ReleaseWaiters(thread);
-    if (thread->activeWait) {
-        AbandonWait(thread->activeWait);
-        thread->activeWait = nullptr;
+    for (bool ended = false; !ended;) {
+        TSuspensionRegion region;
+        pthread_mutex_lock(&self->suspendLock);
+        ended = !self->StopRequested();
+        // From here on nobody may ask it to stop.
+        if (ended)
+            self->exited = true;
+        pthread_mutex_unlock(&self->suspendLock);
     }
-    pthread_cond_broadcast(&thread->wake);
-    DiscardMessageQueue(thread);
+    // A signal sent before may still be on its way; it must not find the record gone.
+    BlockAllSignals();
+    MarkEnded(self, exitCode);
+    _currentThread = nullptr;
+    self->Release();
 }
 
 TForeignThreadRecord::~TForeignThreadRecord()
 {
-    if (!object)
-        return;
-    pthread_mutex_lock(&object->suspendLock);
-    object->exited = true;
-    pthread_mutex_unlock(&object->suspendLock);
-    MarkEnded(object, 0);
-    _currentThread = nullptr;
-    object->Release();
+    if (object)
+        EndThread(object, 0);
     object = nullptr;
 }
 
-// Finishes a thread of this layer, on return from its function or on _endthreadex. A
-// thread that is suspended at that moment stops first; a terminated one stops for good.
+// The end of a thread of this layer on return from its function or on _endthreadex.
 class TThreadEnd {
 public:
     explicit TThreadEnd(TThreadObject* self) : self(self) {}
-    ~TThreadEnd()
-    {
-        for (;;) {
-            self->regionDepth.fetch_add(1);
-            pthread_mutex_lock(&self->suspendLock);
-            bool canEnd = self->SuspendCount() == 0 && !self->Terminated();
-            if (canEnd)
-                self->exited = true;
-            pthread_mutex_unlock(&self->suspendLock);
-            self->regionDepth.fetch_sub(1);
-            if (canEnd)
-                break;
-            self->ParkWhileSuspended();
-        }
-        AnswerAtEnd(self);
-        MarkEnded(self, self->returnCode);
-        _currentThread = nullptr;
-        self->Release();
-    }
+    ~TThreadEnd() { EndThread(self, self->returnCode); }
     TThreadEnd(const TThreadEnd&) = delete;
     TThreadEnd& operator=(const TThreadEnd&) = delete;
 
@@ -220,34 +425,31 @@ void* ThreadMain(void* argument)
     TThreadObject* self = static_cast<TThreadObject*>(argument);
     _currentThread = self;
 
-    // The creating thread may have blocked the signal that suspension needs.
+    // The creating thread may have blocked the signal that stops threads.
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SuspendSignal());
+    sigaddset(&signals, StopSignal());
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 
-    bool run;
-    {
-        TSuspensionRegion region;
+    self->regionDepth.fetch_add(1);
+    pthread_mutex_lock(&self->suspendLock);
+    self->thread = pthread_self();
+    self->id.store(GetCurrentThreadId());
+    self->baseNice = CurrentNice();
+    self->running = true;
+    pthread_cond_broadcast(&self->started);
+    pthread_mutex_unlock(&self->suspendLock);
+    // A thread created suspended stops here, before any code of its own; terminated here,
+    // it ends, as it holds nothing.
+    if (!LeaveLayer(self)) {
+        BlockAllSignals();
+        MarkEnded(self, self->terminationCode);
         pthread_mutex_lock(&self->suspendLock);
-        self->thread = pthread_self();
-        self->id.store(GetCurrentThreadId());
-        self->baseNice = CurrentNice();
-        self->started = true;
-        pthread_cond_broadcast(&self->resumed);
-        // A thread created suspended waits here, before any of its own code.
-        while (self->SuspendCount() > 0 && !self->Terminated())
-            pthread_cond_wait(&self->resumed, &self->suspendLock);
-        run = !self->Terminated();
-        if (!run)
-            self->exited = true;
-        self->deferred.store(false);
+        self->exited = true;
         pthread_mutex_unlock(&self->suspendLock);
-    }
-    if (!run) {
-        // Terminated before it ran: TerminateThread has made the end visible.
-        AnswerAtEnd(self);
         _currentThread = nullptr;
+        self->suspendState.fetch_or(TThreadObject::eGone);
+        WakeAll(FutexWord(self->suspendState));
         self->Release();
         return nullptr;
     }
@@ -265,27 +467,15 @@ TThreadObject::TThreadObject(bool ownThread) : AWaitableObject(eThread), ownThre
     pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
     pthread_cond_init(&wake, &attributes);
     pthread_condattr_destroy(&attributes);
-    pthread_cond_init(&resumed, nullptr);
+    pthread_cond_init(&started, nullptr);
     pthread_mutex_init(&suspendLock, nullptr);
 }
 
 TThreadObject::~TThreadObject()
 {
     pthread_mutex_destroy(&suspendLock);
-    pthread_cond_destroy(&resumed);
+    pthread_cond_destroy(&started);
     pthread_cond_destroy(&wake);
-}
-
-void TThreadObject::ParkWhileSuspended()
-{
-    regionDepth.fetch_add(1);
-    pthread_mutex_lock(&suspendLock);
-    while (SuspendCount() > 0 || Terminated())
-        pthread_cond_wait(&resumed, &suspendLock);
-    // A signal that came while the thread waited here asked for what has just been done.
-    deferred.store(false);
-    pthread_mutex_unlock(&suspendLock);
-    regionDepth.fetch_sub(1);
 }
 
 TSuspensionRegion::TSuspensionRegion() : self(_currentThread)
@@ -296,8 +486,20 @@ TSuspensionRegion::TSuspensionRegion() : self(_currentThread)
 
 TSuspensionRegion::~TSuspensionRegion()
 {
-    if (self && self->regionDepth.fetch_sub(1) == 1 && self->deferred.exchange(false))
-        self->ParkWhileSuspended();
+    if (!self)
+        return;
+    if (self->regionDepth.load() > 1)
+        self->regionDepth.fetch_sub(1);
+    else if (!LeaveLayer(self))
+        StopForGood(self, false);
+}
+
+bool StopInsideWait(TThreadObject* self)
+{
+    pthread_mutex_unlock(&_syncLock);
+    bool resumed = StopWhileAsked(self, false);
+    pthread_mutex_lock(&_syncLock);
+    return resumed;
 }
 
 TThreadObject* CurrentThreadObjectIfAny()
@@ -315,7 +517,7 @@ TThreadObject* CurrentThreadObject()
     object->thread = pthread_self();
     object->id.store(GetCurrentThreadId());
     object->baseNice = CurrentNice();
-    object->started = true;
+    object->running = true;
     _foreignRecord.object = object;
     _currentThread = object;
     return object;
@@ -355,6 +557,7 @@ uintptr_t _beginthreadex(void*, unsigned stack_size, _beginthreadex_proc_type st
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
+    TSuspensionRegion region;
     TThreadObject* object = new (std::nothrow) TThreadObject(true);
     if (!object) {
         errno = EAGAIN;
@@ -399,13 +602,10 @@ uintptr_t _beginthreadex(void*, unsigned stack_size, _beginthreadex_proc_type st
     }
 
     // The id is known once the thread runs; a suspended thread gets that far too.
-    {
-        TSuspensionRegion region;
-        pthread_mutex_lock(&object->suspendLock);
-        while (!object->started)
-            pthread_cond_wait(&object->resumed, &object->suspendLock);
-        pthread_mutex_unlock(&object->suspendLock);
-    }
+    pthread_mutex_lock(&object->suspendLock);
+    while (!object->running)
+        pthread_cond_wait(&object->started, &object->suspendLock);
+    pthread_mutex_unlock(&object->suspendLock);
     if (thrdaddr)
         *thrdaddr = object->id.load();
     return reinterpret_cast<uintptr_t>(handle);
@@ -426,6 +626,7 @@ HANDLE GetCurrentThread(void)
 
 BOOL GetExitCodeThread(HANDLE hThread, LPDWORD lpExitCode)
 {
+    TSuspensionRegion region;
     TObjectRef<TThreadObject> thread(ReferenceThread(hThread));
     if (!thread)
         return FALSE;
@@ -436,99 +637,100 @@ BOOL GetExitCodeThread(HANDLE hThread, LPDWORD lpExitCode)
 
 DWORD SuspendThread(HANDLE hThread)
 {
+    TSuspensionRegion region;
     TObjectRef<TThreadObject> reference(ReferenceThread(hThread));
     if (!reference)
         return DWORD(-1);
     TThreadObject* thread = reference.Get();
-    bool self = thread == CurrentThreadObjectIfAny();
-    long previous;
-    {
-        TSuspensionRegion region;
-        pthread_mutex_lock(&thread->suspendLock);
-        previous = thread->SuspendCount();
-        DWORD error = ERROR_SUCCESS;
-        if (thread->exited || thread->Terminated())
-            error = ERROR_ACCESS_DENIED;
-        else if (previous >= MAXIMUM_SUSPEND_COUNT)
-            error = ERROR_SIGNAL_REFCOUNT_EXCEEDED;
-        if (error != ERROR_SUCCESS) {
-            pthread_mutex_unlock(&thread->suspendLock);
-            SetLastError(error);
-            return DWORD(-1);
-        }
-        // A thread still in the handler sees the new count when it tries to leave.
-        uint32_t state = thread->suspendState.fetch_add(1);
-        bool signalled = previous == 0 && !self && !(state & TThreadObject::eParked);
-        uint32_t answered = signalled ? SendSuspendSignal(thread) : 0;
+    TThreadObject* caller = CurrentThreadObjectIfAny();
+    bool self = thread == caller;
+    pthread_mutex_lock(&thread->suspendLock);
+    long previous = thread->SuspendCount();
+    DWORD error = ERROR_SUCCESS;
+    if (thread->exited || thread->Terminated())
+        error = ERROR_ACCESS_DENIED;
+    else if (previous >= MAXIMUM_SUSPEND_COUNT)
+        error = ERROR_SIGNAL_REFCOUNT_EXCEEDED;
+    if (error != ERROR_SUCCESS) {
         pthread_mutex_unlock(&thread->suspendLock);
-        if (signalled)
-            WaitForAnswer(thread, answered);
+        SetLastError(error);
+        return DWORD(-1);
     }
-    if (self)
-        thread->ParkWhileSuspended();
+    uint32_t state = thread->suspendState.fetch_add(1);
+    bool sent = self || (state & TThreadObject::eParked) || SendStopSignal(thread);
+    pthread_mutex_unlock(&thread->suspendLock);
+    if (self) {
+        reference.Reset();
+        StopHere(thread);
+        return DWORD(previous);
+    }
+    if (!sent) {
+        error = ERROR_NOT_ENOUGH_QUOTA;
+    } else {
+        WakeToSee(thread);
+        error = AwaitStop(thread, caller, SuspensionAnswered);
+    }
+    if (error != ERROR_SUCCESS) {
+        DropSuspension(thread);
+        SetLastError(error);
+        return DWORD(-1);
+    }
     return DWORD(previous);
 }
 
 DWORD ResumeThread(HANDLE hThread)
 {
+    TSuspensionRegion region;
     TObjectRef<TThreadObject> thread(ReferenceThread(hThread));
     if (!thread)
         return DWORD(-1);
-    TSuspensionRegion region;
-    pthread_mutex_lock(&thread->suspendLock);
-    long previous = thread->SuspendCount();
-    if (previous > 0) {
-        uint32_t state = thread->suspendState.fetch_sub(1);
-        if (previous == 1) {
-            pthread_cond_broadcast(&thread->resumed);
-            if (state & TThreadObject::eParked)
-                WakeAll(thread->suspendState);
-        }
-    }
-    pthread_mutex_unlock(&thread->suspendLock);
-    return DWORD(previous);
+    return DropSuspension(thread.Get());
 }
 
 BOOL TerminateThread(HANDLE hThread, DWORD dwExitCode)
 {
+    TSuspensionRegion region;
     TObjectRef<TThreadObject> reference(ReferenceThread(hThread));
     if (!reference)
         return FALSE;
     TThreadObject* thread = reference.Get();
-    bool self = thread == CurrentThreadObjectIfAny();
-    {
-        TSuspensionRegion region;
+    TThreadObject* caller = CurrentThreadObjectIfAny();
+    bool self = thread == caller;
+    for (;;) {
         pthread_mutex_lock(&thread->suspendLock);
         if (thread->exited) {
             pthread_mutex_unlock(&thread->suspendLock);
             SetLastError(ERROR_ACCESS_DENIED);
             return FALSE;
         }
-        if (thread->Terminated()) {
-            pthread_mutex_unlock(&thread->suspendLock);
-            return TRUE;
-        }
-        // A suspended thread is stopped already and now stays so; a running one is
-        // stopped now.
-        uint32_t state = thread->suspendState.fetch_or(TThreadObject::eTerminated);
-        bool signalled = !self && (state & TThreadObject::eCountMask) == 0
-            && !(state & TThreadObject::eParked);
-        uint32_t answered = signalled ? SendSuspendSignal(thread) : 0;
-        pthread_cond_broadcast(&thread->resumed);
+        // The first request sets the exit code; a later one waits for its outcome.
+        uint32_t state = thread->suspendState.load();
+        bool first = !(state & TThreadObject::eTerminated);
+        if (first)
+            thread->terminationCode = dwExitCode;
+        if (first || self)
+            state = thread->suspendState.fetch_or(
+                self ? TThreadObject::eTerminated | TThreadObject::eDying : TThreadObject::eTerminated);
+        bool sent = self || !first || (state & TThreadObject::eParked) || SendStopSignal(thread);
         pthread_mutex_unlock(&thread->suspendLock);
-        if (signalled)
-            WaitForAnswer(thread, answered);
+        if (self) {
+            reference.Reset();
+            StopForGood(thread, false);
+        }
+        DWORD error = ERROR_NOT_ENOUGH_QUOTA;
+        if (sent) {
+            WakeToSee(thread);
+            error = AwaitStop(thread, caller, TerminationAnswered);
+        }
+        ETermination outcome = FinishTermination(thread, error);
+        if (outcome != eAskAgain)
+            return outcome == eEnded ? TRUE : FALSE;
     }
-    MarkEnded(thread, dwExitCode);
-    if (self) {
-        reference.Reset();
-        thread->ParkWhileSuspended();
-    }
-    return TRUE;
 }
 
 int GetThreadPriority(HANDLE hThread)
 {
+    TSuspensionRegion region;
     TObjectRef<TThreadObject> thread(ReferenceThread(hThread));
     if (!thread)
         return THREAD_PRIORITY_ERROR_RETURN;
@@ -537,6 +739,7 @@ int GetThreadPriority(HANDLE hThread)
 
 BOOL SetThreadPriority(HANDLE hThread, int nPriority)
 {
+    TSuspensionRegion region;
     TObjectRef<TThreadObject> thread(ReferenceThread(hThread));
     if (!thread)
         return FALSE;
@@ -544,7 +747,6 @@ BOOL SetThreadPriority(HANDLE hThread, int nPriority)
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    TSuspensionRegion region;
     pthread_mutex_lock(&thread->suspendLock);
     thread->priority.store(nPriority);
     // Once the thread has ended its id may name another thread.

@@ -7,6 +7,13 @@
 #include "CommonTarnExport.h"
 #include "WinTypes.h"
 
+#ifndef ERROR_SIGNAL_PENDING
+#  define ERROR_SIGNAL_PENDING 162L
+#endif
+#ifndef ERROR_TIMEOUT
+#  define ERROR_TIMEOUT 1460L
+#endif
+
 extern "C" {
 
 typedef unsigned(__stdcall* _beginthreadex_proc_type)(void*);
@@ -32,19 +39,26 @@ COMMONTARN_API HANDLE GetCurrentThread(void);
 // _endthreadex, or the code of TerminateThread.
 COMMONTARN_API BOOL GetExitCodeThread(HANDLE hThread, LPDWORD lpExitCode);
 
-// Both answer the previous suspend count, or (DWORD)-1 on failure. Suspending another
-// thread stops it by a signal before SuspendThread returns; a thread that is inside a call
-// of this layer stops when the call ends, so it never stops holding a lock of the layer.
-// A thread that has ended cannot be suspended (ERROR_ACCESS_DENIED).
+// Both answer the previous suspend count, or (DWORD)-1 on failure. SuspendThread returns
+// once the thread has stopped; a thread inside a call of this layer stops at the end of the
+// call or in a wait, which it leaves meanwhile, so it never stops holding a lock of the layer
+// and takes nothing that is signalled or posted while it is suspended. A thread that has ended
+// cannot be suspended (ERROR_ACCESS_DENIED). Outside the layer a thread is stopped by a
+// signal; when that cannot be done the call fails and leaves the thread running: with
+// ERROR_NOT_ENOUGH_QUOTA when the signal cannot be queued (RLIMIT_SIGPENDING), with
+// ERROR_SIGNAL_PENDING at once when the thread blocks the signal, and with ERROR_TIMEOUT
+// when the thread has not stopped within 10 seconds.
 COMMONTARN_API DWORD SuspendThread(HANDLE hThread);
 COMMONTARN_API DWORD ResumeThread(HANDLE hThread);
 
-// Ends another thread where it stands: its handle becomes signalled with dwExitCode at
-// once, and it runs none of its code again, no destructor and no clean-up. POSIX cannot
-// take a thread away without running its clean-up, so the thread is stopped for good
-// instead: it keeps its stack and whatever locks it held until the process ends, as a
-// terminated thread keeps its locks on Windows. A thread that was created suspended and
-// never ran ends completely. On the calling thread the call does not return.
+// Ends another thread where it stands: it runs none of its code again, no destructor and
+// no clean-up, and its handle becomes signalled with dwExitCode before the call returns, once
+// the thread has stopped as for SuspendThread, and fails as SuspendThread does, leaving the
+// thread running. POSIX cannot take a thread away without running its clean-up, so the
+// thread is stopped for good instead: it keeps its stack and whatever locks of its own it
+// held until the process ends, as a terminated thread keeps its locks on Windows. A thread
+// that was created suspended and never ran ends completely. On the calling thread the call
+// does not return.
 COMMONTARN_API BOOL TerminateThread(HANDLE hThread, DWORD dwExitCode);
 
 // The Windows priority values (THREAD_PRIORITY_IDLE to THREAD_PRIORITY_TIME_CRITICAL);
