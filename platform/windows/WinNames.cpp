@@ -25,6 +25,10 @@ DWORD FullName(LPCSTR name, char from, char to, LPSTR buffer, DWORD size)
     while (n) {
         full.assign(n, '\0');
         const DWORD got = GetFullPathNameA(text.c_str(), n, &full[0], nullptr);
+        // It fails when the current directory changed meanwhile to one too long for the
+        // name; the system's error stands.
+        if (got == 0)
+            return 0;
         if (got < n) {
             full.resize(got);
             break;
