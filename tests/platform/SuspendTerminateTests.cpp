@@ -109,50 +109,64 @@ TEST(SuspendTerminate, SuspendedWaiterIsInNoWaitAndTerminationKeepsTheWaitList)
 // layer promises more: a thread never stops while it holds a lock of the layer.
 TEST(SuspendTerminate, PosixOnlyNoThreadStopsInsideALockOfTheLayer)
 {
-    static HMODULE strings = LoadLibraryA(TARN_TEST_STRINGS);
-    ASSERT_NE(nullptr, strings);
-    static DWORD slot = TlsAlloc();
+    struct TContext {
+        HMODULE strings;
+        DWORD slot;
+    } context = {LoadLibraryA(TARN_TEST_STRINGS), TlsAlloc()};
+    ASSERT_NE(nullptr, context.strings);
     struct TCall {
         const char* name;
-        void (*call)();
+        void (*call)(const TContext&);
     };
     static const TCall calls[] = {
-        {"LoadStringA", [] { char text[64]; LoadStringA(strings, 18012, text, sizeof text); }},
-        {"GetCurrentDirectoryA", [] { char text[MAX_PATH]; GetCurrentDirectoryA(MAX_PATH, text); }},
-        {"ConvertWindowsToPosixName",
-            [] { char text[MAX_PATH]; ConvertWindowsToPosixName("C:\\tmp\\x", text, MAX_PATH); }},
-        {"ConvertPosixToWindowsName",
-            [] { char text[MAX_PATH]; ConvertPosixToWindowsName("/tmp/x", text, MAX_PATH); }},
-        {"CreateEventA, SetEvent, CloseHandle", [] {
+        {"LoadStringA", [](const TContext& c) {
+             char text[64];
+             LoadStringA(c.strings, 18012, text, sizeof text);
+         }},
+        {"GetCurrentDirectoryA", [](const TContext&) {
+             char text[MAX_PATH];
+             GetCurrentDirectoryA(MAX_PATH, text);
+         }},
+        {"ConvertWindowsToPosixName", [](const TContext&) {
+             char text[MAX_PATH];
+             ConvertWindowsToPosixName("C:\\tmp\\x", text, MAX_PATH);
+         }},
+        {"ConvertPosixToWindowsName", [](const TContext&) {
+             char text[MAX_PATH];
+             ConvertPosixToWindowsName("/tmp/x", text, MAX_PATH);
+         }},
+        {"CreateEventA, SetEvent, CloseHandle", [](const TContext&) {
              HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
              SetEvent(event);
              WaitForSingleObject(event, 0);
              CloseHandle(event);
          }},
-        {"PostMessageA, PeekMessageA", [] {
+        {"PostMessageA, PeekMessageA", [](const TContext&) {
              MSG msg;
              PostMessageA(nullptr, WM_USER, 0, 0);
              PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE);
          }},
-        {"TlsSetValue", [] { TlsSetValue(slot, &slot); }},
+        {"TlsSetValue", [](const TContext& c) { TlsSetValue(c.slot, const_cast<DWORD*>(&c.slot)); }},
     };
     for (const TCall& call : calls) {
         WithinSeconds(60, call.name, [&] {
             LONG volatile stop = 0;
             HANDLE worker = StartThread([&]() -> unsigned {
                 while (!Read(stop))
-                    call.call();
+                    call.call(context);
                 return 0;
             });
             for (int round = 0; round < 10000; ++round) {
                 ASSERT_EQ(0u, SuspendThread(worker)) << call.name;
-                call.call();
+                call.call(context);
                 ASSERT_EQ(1u, ResumeThread(worker)) << call.name;
             }
             InterlockedExchange(&stop, 1);
             EXPECT_EQ(0u, JoinThread(worker)) << call.name;
         });
     }
+    FreeLibrary(context.strings);
+    TlsFree(context.slot);
 }
 #endif
 
@@ -160,7 +174,7 @@ TEST(SuspendTerminate, TerminatedThreadActsNoMoreOnceItsHandleIsSignalled)
 {
     WithinSeconds(120, "terminated thread", [] {
         int acted = 0;
-        for (int round = 0; round < 500; ++round) {
+        for (int round = 0; round < 300; ++round) {
             HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
             LONG volatile running = 0;
             HANDLE thread = StartThread([&]() -> unsigned {
@@ -178,7 +192,7 @@ TEST(SuspendTerminate, TerminatedThreadActsNoMoreOnceItsHandleIsSignalled)
             EXPECT_EQ(7u, JoinThread(thread));
             CloseHandle(event);
         }
-        EXPECT_EQ(0, acted) << "terminated threads that set the event later, in 500 rounds";
+        EXPECT_EQ(0, acted) << "terminated threads that set the event later, in 300 rounds";
     });
 }
 
