@@ -186,7 +186,6 @@ public:
     DWORD terminationCode = 0;
     // Written by the thread only.
     std::atomic<int> regionDepth{0};
-    std::atomic<int> inHandler{0};
 
     // The thread's body and what it answers; owned by the thread itself.
     unsigned (*start)(void*) = nullptr;

@@ -184,29 +184,31 @@ void StopHere(TThreadObject* self)
         StopForGood(self, false);
 }
 
-// Runs on the thread asked to stop, with every other signal blocked. Inside the layer it
-// returns at once: the thread stops at the end of its call or in its wait.
+// Runs on the thread asked to stop, with every other signal blocked, so that no handler of
+// the host runs while it is stopped. Inside the layer it returns at once: the thread stops
+// at the end of its call or in its wait.
 void OnStopSignal(int, siginfo_t* info, void*)
 {
     if (info->si_code != SI_QUEUE || info->si_pid != getpid())
         return;
     int savedErrno = errno;
     TThreadObject* self = static_cast<TThreadObject*>(info->si_value.sival_ptr);
-    self->inHandler.fetch_add(1);
     if (self->regionDepth.load() == 0 && !StopWhileAsked(self, true))
         StopForGood(self, true);
-    self->inHandler.fetch_sub(1);
     errno = savedErrno;
 }
 
 pthread_once_t _signalsInstalled = PTHREAD_ONCE_INIT;
 
+// The stop signal itself stays open in its handler (a second one nests, and finds the thread
+// stopped already), so that only the host's own mask can hold it back.
 void InstallSignalHandlers()
 {
     struct sigaction action = {};
     action.sa_sigaction = OnStopSignal;
-    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    action.sa_flags = SA_SIGINFO | SA_RESTART | SA_NODEFER;
     sigfillset(&action.sa_mask);
+    sigdelset(&action.sa_mask, StopSignal());
     sigaction(StopSignal(), &action, nullptr);
 }
 
@@ -236,11 +238,11 @@ uint64_t StatusMask(const char* status, const char* field)
     return found ? strtoull(found + strlen(field), nullptr, 16) : 0;
 }
 
-// Whether the stop signal waits, blocked, for a thread outside the layer and outside the
-// handler: such a thread cannot stop before it unblocks the signal.
+// Whether the stop signal waits, blocked by the host, for a thread outside the layer: such
+// a thread cannot stop before it unblocks the signal.
 bool SignalHeldBack(TThreadObject* target)
 {
-    if (target->regionDepth.load() != 0 || target->inHandler.load() != 0)
+    if (target->regionDepth.load() != 0)
         return false;
     char path[64];
     snprintf(path, sizeof path, "/proc/self/task/%u/status", unsigned(target->id.load()));
@@ -267,7 +269,7 @@ long MillisecondsSince(const timespec& start)
 // Waits, inside a region and holding no lock, until the thread's state answers the request.
 // The caller stops meanwhile if it is asked to. ERROR_SUCCESS, or why the thread did not
 // answer: ERROR_SIGNAL_PENDING when it blocks the signal outside the layer (seen twice, 10 ms
-// apart, so that a thread caught on its way into the handler is not taken for one),
+// apart, as the C library blocks all signals for a moment in some of its calls),
 // ERROR_TIMEOUT after _stopLimitMs, ERROR_OPERATION_ABORTED when the caller is terminated.
 DWORD AwaitStop(TThreadObject* target, TThreadObject* caller, bool (*answered)(uint32_t))
 {
