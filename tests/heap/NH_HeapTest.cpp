@@ -19,6 +19,7 @@ namespace {
 #define NO_VPTR_CHECK
 #endif
 NO_VPTR_CHECK void* AllocUnconstructed(NH_Heap* heap, unsigned long size) { return heap->Alloc(size); }
+NO_VPTR_CHECK void* AllocMemUnconstructed(NH_Heap* heap, unsigned long size) { return heap->AllocMem(size); }
 NO_VPTR_CHECK unsigned long BlocksUnconstructed(NH_Heap* heap) { return heap->GetBlocksInUse(); }
 
 unsigned char* Bytes(void* block) { return static_cast<unsigned char*>(block); }
@@ -153,7 +154,8 @@ TEST(NH_Heap, FailuresBehaveLikeOperatorNew)
         NH_Heap::FreeMem(heap.Alloc(10));
         NH_Heap::FreeMem(b);
         EXPECT_THROW(heap.ExecuteStandardNewHandler(), std::bad_alloc);
-        EXPECT_EQ(10u, heap.GetBytesInUse());
+        NH_Heap::FailCoreAllocation(1);
+        EXPECT_THROW(NH_Heap(1, "Never"), std::bad_alloc);
     }
     {
         HandlerScope scope(CountingHandler);
@@ -164,6 +166,24 @@ TEST(NH_Heap, FailuresBehaveLikeOperatorNew)
         EXPECT_EQ(2, handlerCalls);
         EXPECT_EQ(110u, NH_Heap::GetBlockSize(c));
         NH_Heap::FreeMem(c);
+
+        // No memory for a heap's shared state: the constructor retries after the handler, and a
+        // heap used before its constructor answers as any exhausted allocation does.
+        NH_Heap::FailCoreAllocation(1);
+        NH_Heap retried(1, "Retried");
+        EXPECT_EQ(3, handlerCalls);
+        EXPECT_STREQ("Retried", retried.GetName());
+        alignas(NH_Heap) unsigned char storage[sizeof(NH_Heap)] = {};
+        NH_Heap* early = reinterpret_cast<NH_Heap*>(storage);
+        NH_Heap::FailCoreAllocation(1);
+        EXPECT_EQ(nullptr, AllocMemUnconstructed(early, 8));
+        NH_Heap::FailCoreAllocation(1);
+        void* d = AllocUnconstructed(early, 8);
+        EXPECT_EQ(4, handlerCalls);
+        NH_Heap* built = new (storage) NH_Heap(1, "Early");
+        EXPECT_TRUE(built->Owns(d));
+        NH_Heap::FreeMem(d);
+        built->~NH_Heap();
     }
     {
         HandlerScope scope(ThrowingHandler);
