@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <memory>
 #include <random>
@@ -15,14 +16,13 @@
 
 namespace {
 
+// value is the state to go back to: equal values make equivalent mementos. group makes
+// CanGroup true when equal and not 0. The resources follow from the fields: memory value + 1,
+// disk 100 per instance, files the group. A negative value gives no clone.
 struct Shape {
     std::string name = "edit";
-    int instance = 0, packable = 0, major = 0, mergeable = 1;
-    int value = 0;  // the state to go back to; equal values make equivalent mementos
-    int group = 0;  // CanGroup: equal and not 0
-    int cloneable = 1, nullOnApply = 0;
-    unsigned long memory = 1, disk = 0, files = 0;
-    auto Key() const { return std::tie(name, instance, packable, major, mergeable, value, group, nullOnApply, memory, disk, files); }
+    int instance = 0, packable = 0, major = 0, mergeable = 1, value = 0, group = 0, nullOnApply = 0;
+    auto Key() const { return std::tie(name, instance, packable, major, mergeable, value, group, nullOnApply); }
     bool operator==(const Shape& o) const { return Key() == o.Key(); }
 };
 
@@ -37,21 +37,21 @@ public:
     ~TestMemento() override { EXPECT_EQ(1u, alive.erase(this)) << "destroyed twice"; }
     static const Shape& Of(const AUndoMemento& m) { return static_cast<const TestMemento&>(m).shape; }
 
-    CollectionElement* CreateClone(const void*) const override { return shape.cloneable ? new TestMemento(*this) : nullptr; }
-    unsigned long GetInvolvedMemory() const override { return shape.memory; }
-    unsigned long GetInvolvedDiskSpace() const override { return shape.disk; }
-    unsigned long GetNumInvolvedFiles() const override { return shape.files; }
-    int IsEquivalentTo(const AUndoMemento& other) const override { return ++equivalenceQuestions, shape.value == Of(other).value; }
+    CollectionElement* CreateClone(const void*) const override { return shape.value >= 0 ? new TestMemento(*this) : nullptr; }
+    unsigned long GetInvolvedMemory() const override { return shape.value + 1; }
+    unsigned long GetInvolvedDiskSpace() const override { return 100 * shape.instance; }
+    unsigned long GetNumInvolvedFiles() const override { return shape.group; }
+    int IsEquivalentTo(const AUndoMemento& other) const override { return ++questions[0], shape.value == Of(other).value; }
     int CanBeMerged() const override { return shape.mergeable; }
 
     Shape shape;
     static inline std::set<const void*> alive;
-    static inline int equivalenceQuestions = 0, groupQuestions = 0;
+    static inline int questions[2] = {0, 0};  // IsEquivalentTo, CanGroup
 
 protected:
     int CanGroup(const AUndoMemento& newer) const override
     {
-        return ++groupQuestions, shape.group != 0 && shape.group == Of(newer).group;
+        return ++questions[1], shape.group != 0 && shape.group == Of(newer).group;
     }
 };
 
@@ -111,86 +111,72 @@ protected:
     unsigned long blocks = _stringHeap->GetBlocksInUse();
 };
 
-// The rules of AddToUndoList, undo, redo and lowering the maximum, kept on plain values.
+// The rules of adopting, undoing, redoing and lowering the maximum, on plain values.
 struct Model {
     std::deque<Shape> lists[2];  // undo, redo
-    int maximum;
-    int state = 0;
+    int maximum, state = 0;
     long applied[2] = {0, 0}, dropped = 0, packed = 0, evicted = 0;
 
     void AddToUndo(const Shape& s, bool keepRedo)
     {
         std::deque<Shape>& undo = lists[0];
-        if (maximum < 1)
-            return;
         if (!keepRedo)
             lists[1].clear();
         if (!undo.empty()) {
             const Shape& h = undo.front();
             if (h.mergeable && s.mergeable && (h.value == s.value || (h.group != 0 && h.group == s.group)))
                 return void(++dropped);
-            if (!(h.name == s.name && h.instance == s.instance) && h.mergeable && h.packable) {
-                size_t run = 1;
-                while (run < undo.size() && undo[run].name == h.name && undo[run].instance == h.instance)
-                    ++run;
-                packed += static_cast<long>(run - 1);
-                undo.erase(undo.begin(), undo.begin() + static_cast<long>(run - 1));
-            }
+            size_t run = 1;
+            while (h.mergeable && h.packable && run < undo.size() && undo[run].name == h.name &&
+                   undo[run].instance == h.instance)
+                ++run;
+            if (h.name != s.name || h.instance != s.instance)
+                undo.erase(undo.begin(), undo.begin() + static_cast<long>(run - 1)), packed += long(run - 1);
         }
         undo.push_front(s);
         if (static_cast<int>(undo.size()) > maximum)
             undo.pop_back(), ++evicted;
     }
-    // Applies the front of one list: an undo (redo 0) or a redo (1).
-    void Apply(int redo)
+    void Apply(int redo)  // an undo (redo 0) or a redo (1)
     {
-        std::deque<Shape>& from = lists[redo];
-        if (from.empty())
+        if (lists[redo].empty())
             return;
-        Shape back = from.front();
-        from.pop_front();
+        Shape back = lists[redo].front();
+        lists[redo].pop_front();
         ++applied[redo];
         std::swap(back.value, state);
-        if (back.nullOnApply || maximum < 1)
-            return;
-        if (redo)
-            AddToUndo(back, true);
-        else
-            lists[1].push_front(back);
+        if (!back.nullOnApply)
+            redo ? AddToUndo(back, true) : lists[1].push_front(back);
     }
     void Lower(int n)
     {
-        if (n >= maximum)
-            return;
-        maximum = n;
+        maximum = std::min(maximum, n);
         for (std::deque<Shape>& list : lists)
-            while (!list.empty() && static_cast<int>(list.size()) > n)
+            while (static_cast<int>(list.size()) > std::max(maximum, 0))
                 list.pop_back();
     }
 };
 
 void ExpectSame(const Model& model, const Document& doc)
 {
-    unsigned long memory = 0, disk = 0, files = 0;
-    int major = 0;
+    unsigned long sums[4] = {0, 0, 0, 0};  // memory, disk, files, major
     for (int redo = 0; redo <= 1; ++redo) {
         const std::vector<Shape> list(model.lists[redo].begin(), model.lists[redo].end());
         ASSERT_EQ(list, doc.Shapes(redo != 0));
         ASSERT_EQ(model.applied[redo], doc.applied[redo]) << "applications with the redo flag " << redo;
         for (const Shape& s : list) {
-            memory += s.memory;
-            disk += redo ? 0 : s.disk;
-            files += redo ? 0 : s.files;
-            major |= redo ? 0 : s.major;
+            sums[0] += s.value + 1;
+            if (!redo)
+                sums[1] += 100 * s.instance, sums[2] += s.group, sums[3] |= s.major;
         }
         const String pending(list.empty() ? "" : list.front().name.c_str());
         ASSERT_EQ(pending, redo ? doc.GetPendingRedoName() : doc.GetPendingUndoName());
     }
     ASSERT_EQ(model.state, doc.state);
-    ASSERT_EQ(memory, doc.GetInvolvedUndoMemory());
-    ASSERT_EQ(disk, doc.GetInvolvedUndoDiskSpace());
-    ASSERT_EQ(files, doc.GetNumInvolvedUndoFiles());
-    ASSERT_EQ(major, doc.HasMajorModification());
+    ASSERT_EQ(sums[0], doc.GetInvolvedUndoMemory());
+    ASSERT_EQ(sums[1], doc.GetInvolvedUndoDiskSpace());
+    ASSERT_EQ(sums[2], doc.GetNumInvolvedUndoFiles());
+    ASSERT_EQ(int(sums[3]), doc.HasMajorModification());
     // Every memento outside the lists has been destroyed, and only once.
     ASSERT_EQ(model.lists[0].size() + model.lists[1].size(), TestMemento::alive.size());
 }
@@ -201,8 +187,7 @@ void ExpectSame(const Model& model, const Document& doc)
 TEST_F(Undo, RandomHistoryFollowsTheModel)
 {
     const char* const names[] = {"type", "bold", "move", "cut"};
-    Model total{};
-    long documents = 0;
+    long dropped = 0, packed = 0, evicted = 0;
     for (unsigned seed = 1; seed <= 4; ++seed) {
         std::mt19937 random(seed);
         auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
@@ -213,24 +198,20 @@ TEST_F(Undo, RandomHistoryFollowsTheModel)
             // A maximum below 1 is for good: the next steps go to a new document.
             if (!model || model->maximum < 1) {
                 if (model)
-                    total.dropped += model->dropped, total.packed += model->packed, total.evicted += model->evicted;
+                    dropped += model->dropped, packed += model->packed, evicted += model->evicted;
                 doc.reset();
                 const int maximum = 3 + pick(30);
                 doc = std::make_unique<Document>(maximum);
                 model = std::make_unique<Model>(Model{{}, maximum});
-                ++documents;
             }
             const int what = pick(100);
             if (what < 55) {
                 Shape s;
                 s.name = names[pick(4)];
                 s.instance = pick(2), s.packable = chance(60), s.mergeable = chance(85), s.value = pick(12);
-                s.group = chance(10) ? 1 + pick(2) : 0;
-                s.major = chance(10), s.nullOnApply = chance(5);
-                s.memory = 1 + pick(100), s.disk = pick(3) * 100, s.files = pick(2);
+                s.group = chance(10) ? 1 + pick(2) : 0, s.major = chance(10), s.nullOnApply = chance(5);
                 if (what < 5) {
-                    const TestMemento reference(Shape{});
-                    EXPECT_EQ(s.value != 0, doc->AdoptMementoIfDifference(new TestMemento(s), reference) != 0);
+                    EXPECT_EQ(s.value != 0, doc->AdoptMementoIfDifference(new TestMemento(s), TestMemento(Shape())) != 0);
                     if (s.value != 0)
                         model->AddToUndo(s, false);
                 } else {
@@ -255,10 +236,7 @@ TEST_F(Undo, RandomHistoryFollowsTheModel)
         }
     }
     // The sequence went through every rule.
-    EXPECT_GT(total.dropped, 0);
-    EXPECT_GT(total.packed, 0);
-    EXPECT_GT(total.evicted, 0);
-    EXPECT_GT(documents, 4);
+    EXPECT_TRUE(dropped > 0 && packed > 0 && evicted > 0);
 }
 
 TEST_F(Undo, FixedCases)
@@ -277,78 +255,53 @@ TEST_F(Undo, FixedCases)
     doc.throwOnApply = false;
 
     // CanGroup is asked only when IsEquivalentTo gives 0.
-    TestMemento::equivalenceQuestions = TestMemento::groupQuestions = 0;
+    TestMemento::questions[0] = TestMemento::questions[1] = 0;
     doc.AdoptMemento(Make("c", 2));
-    EXPECT_EQ(1, TestMemento::equivalenceQuestions);
-    EXPECT_EQ(0, TestMemento::groupQuestions);
+    EXPECT_TRUE(TestMemento::questions[0] == 1 && TestMemento::questions[1] == 0);
     EXPECT_EQ(0, doc.GetNumRedoMementos()) << "gone before the memento was dropped";
 
-    // Five of one packable action, then another: the first of the five remains. Only the
-    // newest one's flag counts.
-    for (int newestPackable = 0; newestPackable <= 1; ++newestPackable) {
-        Document runs;
-        for (int v = 10; v < 15; ++v)
-            runs.AdoptMemento(Make("type", v, 1, v < 14 ? 1 - newestPackable : newestPackable));
-        EXPECT_EQ(5, runs.GetNumUndoMementos()) << "while the run goes on, nothing is packed";
-        runs.AdoptMemento(Make("type", 15, 2));
-        EXPECT_EQ(newestPackable ? (Values{15, 10}) : (Values{15, 14, 13, 12, 11, 10}), runs.Values());
-    }
-}
-
-TEST_F(Undo, MaximumEnablingAndExcludedNames)
-{
-    Document doc(4);
-    doc.AdoptMemento(Make("a", 1));
+    // A maximum below 1 empties both lists, and what is adopted then is deleted.
     doc.SetMaxNumOfUndoMementos(0);
-    EXPECT_EQ(0, doc.GetNumUndoMementos());
-    EXPECT_EQ(0, doc.IsUndoEnabled());
-    doc.AdoptMemento(Make("z", 9));  // deleted rather than leaked
+    EXPECT_TRUE(doc.GetNumUndoMementos() == 0 && doc.IsUndoEnabled() == 0);
+    doc.AdoptMemento(Make("z", 9));
     EXPECT_EQ(1, doc.AdoptMementoIfDifference(Make("a", 2), TestMemento(Shape())));
     EXPECT_TRUE(TestMemento::alive.empty());
-
-    Document named;
-    named.DoNotSaveUndoMementosWithName(String("typing"));
-    EXPECT_EQ(1, named.IsUndoEnabledFor("typing")) << "nothing pending";
-    named.AdoptMemento(Make("bold", 1));
-    EXPECT_EQ(1, named.IsUndoEnabledFor("typing")) << "another action pending";
-    EXPECT_EQ(1, named.IsUndoEnabledFor("bold")) << "pending, but not excluded";
-    named.AdoptMemento(Make("typing", 2));
-    EXPECT_EQ(0, named.IsUndoEnabledFor("typing")) << "a repetition of the excluded action";
-    named.SaveUndoMementosWithAnyName();
-    EXPECT_EQ(1, named.IsUndoEnabledFor("typing"));
-    named.DoNotSaveUndoMementosWithName(18012);
-    named.AdoptMemento(Make("File error", 3));
-    EXPECT_EQ(0, named.IsUndoEnabledFor("File error")) << "the catalogue's text of the id";
-    named.EnableUndo(0);
-    EXPECT_EQ(0, named.IsUndoEnabled());
-    EXPECT_EQ(0, named.IsUndoEnabledFor("other"));
-    named.AdoptMemento(Make("other", 4));
-    EXPECT_EQ(4, named.GetNumUndoMementos()) << "adopting does not look at the flag";
 }
 
-TEST_F(Undo, CopiesCloneBothListsAndTheSettings)
+TEST_F(Undo, ExcludedNamesAndCopies)
 {
     Document doc(4);
-    TestMemento* uncopyable = Make("b", 2);
-    uncopyable->shape.cloneable = 0;
-    for (TestMemento* m : {Make("a", 1), uncopyable, Make("c", 3), Make("d", 4)})
-        doc.AdoptMemento(m);
-    doc.UndoCurrentState();
-    doc.DoNotSaveUndoMementosWithName(String("c"));
+    doc.DoNotSaveUndoMementosWithName(String("typing"));
+    EXPECT_EQ(1, doc.IsUndoEnabledFor("typing")) << "nothing pending";
+    doc.AdoptMemento(Make("bold", 1));
+    EXPECT_EQ(1, doc.IsUndoEnabledFor("typing")) << "another action pending";
+    EXPECT_EQ(1, doc.IsUndoEnabledFor("bold")) << "pending, but not excluded";
+    doc.AdoptMemento(Make("typing", -2));
+    EXPECT_EQ(0, doc.IsUndoEnabledFor("typing")) << "a repetition of the excluded action";
+    doc.SaveUndoMementosWithAnyName();
+    EXPECT_EQ(1, doc.IsUndoEnabledFor("typing"));
+    doc.DoNotSaveUndoMementosWithName(18012);
+    doc.AdoptMemento(Make("File error", 3));
+    EXPECT_EQ(0, doc.IsUndoEnabledFor("File error")) << "the catalogue's text of the id";
     doc.EnableUndo(0);
+    EXPECT_EQ(0, doc.IsUndoEnabledFor("other"));
+    doc.AdoptMemento(Make("other", 4));
+    EXPECT_EQ(4, doc.GetNumUndoMementos()) << "adopting does not look at the flag";
+    doc.UndoCurrentState();
 
+    // Copies take both lists through CreateClone, leaving out a null clone, and the settings.
     Document copy(doc), assigned;
     assigned.AdoptMemento(Make("z", 7));
     assigned = doc;
-    for (const Document* d : {&copy, &assigned}) {
-        EXPECT_EQ((Values{3, 1}), d->Values()) << "a null clone is left out";
+    for (Document* d : {&copy, &assigned}) {
+        EXPECT_EQ((Values{3, 1}), d->Values());
         EXPECT_EQ(doc.Values(true), d->Values(true));
         EXPECT_NE(doc.GetFirstUndoMemento(), d->GetFirstUndoMemento());
         EXPECT_EQ(0, d->IsUndoEnabled());
+        d->EnableUndo(1);
+        EXPECT_EQ(0, d->IsUndoEnabledFor("File error"));
+        for (int v = 5; v <= 8; ++v)
+            d->AdoptMemento(Make("e", v));
+        EXPECT_EQ(4, d->GetNumUndoMementos()) << "the maximum came along";
     }
-    copy.EnableUndo(1);
-    EXPECT_EQ(0, copy.IsUndoEnabledFor("c"));
-    for (int v = 5; v <= 8; ++v)
-        copy.AdoptMemento(Make("e", v));
-    EXPECT_EQ(4, copy.GetNumUndoMementos()) << "the maximum came along";
 }
