@@ -86,30 +86,29 @@ TEST(MemoryStream, TypedValuesHaveTheSameBytesOnEveryTarget)
     EXPECT_NE(0, in.End());
 }
 
-TEST(MemoryStream, OwnedBufferGrowsByTheStepOrToWhatIsNeeded)
+// Growth by the step or to what is needed; a reset frees an owned buffer, a destructor only
+// when asked; a failed allocation leaves the stream as it was.
+TEST(MemoryStream, OwnedBuffers)
 {
     const unsigned long blocks = DefaultBlocks();
-    {
-        TMemoryStream s(32, 1);
-        s.Put("", 0);
-        s.Put('x', -3);
-        EXPECT_EQ(nullptr, s.GetStart());
-        s.Put('a', 40);
-        EXPECT_EQ(40u, s.GetSize());  // not 64: a big write takes what it needs
-        s.Put('a');
-        EXPECT_EQ(72u, s.GetSize());  // then the step
-        EXPECT_EQ(0, s.End());
-        s.Put('b', 31);
-        EXPECT_NE(0, s.End());
-        EXPECT_EQ(blocks + 1, DefaultBlocks());
-    }
-    EXPECT_EQ(blocks, DefaultBlocks());
-    TMemoryStream small(1, 1);  // a step below the least one
+    TMemoryStream s(32, 0), small(1, 1);
+    s.Put("", 0);
+    s.Put('x', -3);
+    EXPECT_EQ(nullptr, s.GetStart());
+    s.Put('a', 40);
+    EXPECT_EQ(40u, s.GetSize());  // not 64: a big write takes what it needs
+    s.Put('a');
+    EXPECT_EQ(72u, s.GetSize());  // then the step
+    EXPECT_EQ(0, s.End());
+    s.Put('b', 31);
+    EXPECT_NE(0, s.End());
     small.Put('x');
-    EXPECT_EQ(32u, small.GetSize());
+    EXPECT_EQ(32u, small.GetSize()) << "a step below the least one";
+    s.Reset(64, 1);  // frees all the same
+    EXPECT_EQ(blocks + 1, DefaultBlocks());
+    EXPECT_TRUE(s.GetStart() == nullptr && s.GetSize() == 0);
 
     // Overwriting after a Seek, then bytes of the stream's own buffer put while it grows.
-    TMemoryStream s(32, 1);
     s.PutString(String("abcdef"), 0);
     s.Seek(2);
     s.Put("XY", 2);
@@ -119,6 +118,28 @@ TEST(MemoryStream, OwnedBufferGrowsByTheStepOrToWhatIsNeeded)
     s.Put(s.GetPointer(0), 32);
     const std::string half = "abXYefabXYef" + std::string(20, 'z');
     EXPECT_EQ(half + half, std::string(s.GetStart(), s.GetPosition()));
+    const char data[] = "abc";
+    s.Reset(static_cast<const void*>(data), 3);  // from owned to borrowed
+    EXPECT_STREQ("abc", s.GetString().c_str());
+    s.Reset(2, 1);  // a borrowed buffer is not freed
+    char* handed;
+    {
+        TMemoryStream owner(32, 0);
+        owner.Put(42);
+        handed = owner.GetStart();
+    }
+    EXPECT_EQ(blocks + 2, DefaultBlocks()) << "the destructor left it to the caller";
+    NH_Heap::FreeMem(handed);
+
+    NH_Heap::Default().FailAllocation(1);
+    EXPECT_THROW(s.Put('a'), TException);
+    EXPECT_TRUE(s.GetStart() == nullptr && s.GetSize() == 0 && s.GetPosition() == 0);
+    s.Put('a', 40);
+    NH_Heap::Default().FailAllocation(1);
+    EXPECT_THROW(s.Put('b', 4096), TException);
+    NH_Heap::Default().FailAllocation(0);
+    EXPECT_TRUE(s.GetSize() == 40 && s.GetPosition() == 40);
+    EXPECT_EQ(std::string(40, 'a'), std::string(s.GetStart(), 40));
 }
 
 TEST(MemoryStream, QuantizedStringsAndLines)
@@ -227,44 +248,4 @@ TEST(MemoryStream, BorrowedBuffersKeepTheirLength)
     EXPECT_EQ(8u, rw.GetPosition());
     EXPECT_EQ(0, std::memcmp(fixed, "abcddddh", 8));
     EXPECT_EQ(blocks, DefaultBlocks());
-}
-
-TEST(MemoryStream, ResetHandOverAndFailedGrowth)
-{
-    const unsigned long blocks = DefaultBlocks();
-    char* handed;
-    {
-        TMemoryStream s(32, 0);
-        s.Put(42);
-        handed = s.GetStart();
-    }
-    EXPECT_EQ(blocks + 1, DefaultBlocks()) << "the destructor left it to the caller";
-    NH_Heap::FreeMem(handed);
-
-    TMemoryStream s(32, 0);
-    s.Put(1);
-    s.Reset(64, 0);  // frees all the same
-    EXPECT_EQ(blocks, DefaultBlocks());
-    EXPECT_TRUE(s.GetStart() == nullptr && s.GetSize() == 0);
-    s.Put('x');
-    EXPECT_EQ(64u, s.GetSize());
-    const char data[] = "abc";
-    s.Reset(static_cast<const void*>(data), 3);  // from owned to borrowed
-    EXPECT_EQ(blocks, DefaultBlocks());
-    EXPECT_STREQ("abc", s.GetString().c_str());
-    s.Reset(2, 1);  // a borrowed buffer is not freed
-    s.Put('y');
-    EXPECT_EQ(32u, s.GetSize());
-
-    // A failed allocation leaves the stream as it was.
-    TMemoryStream f(32, 1);
-    NH_Heap::Default().FailAllocation(1);
-    EXPECT_THROW(f.Put('a'), TException);
-    EXPECT_TRUE(f.GetStart() == nullptr && f.GetSize() == 0 && f.GetPosition() == 0);
-    f.Put('a', 40);
-    NH_Heap::Default().FailAllocation(1);
-    EXPECT_THROW(f.Put('b', 4096), TException);
-    NH_Heap::Default().FailAllocation(0);
-    EXPECT_TRUE(f.GetSize() == 40 && f.GetPosition() == 40);
-    EXPECT_EQ(std::string(40, 'a'), std::string(f.GetStart(), 40));
 }

