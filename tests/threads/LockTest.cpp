@@ -1,13 +1,44 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include "ThreadsTestHelpers.h"
 #include "threads/CriticalSection.h"
 
-using ThreadsSuite::TContender;
-
 namespace {
+
+// Another thread that enters the lock, notes it, and leaves; joined at destruction.
+class TContender {
+public:
+    explicit TContender(const TCriticalSection& lock)
+        : thread([this, &lock] {
+              TAutoCriticalSection hold(lock);
+              acquired = true;
+          })
+    {
+    }
+    explicit TContender(const TMultithreadedObject& object)
+        : thread([this, &object] {
+              TAutoLock hold(object);
+              acquired = true;
+          })
+    {
+    }
+    ~TContender() { thread.join(); }
+    // False only if the lock was still held after a while.
+    bool AcquiredWithin(int ms) const
+    {
+        for (int i = 0; i < ms && !acquired; ++i)
+            Sleep(1);
+        return acquired;
+    }
+
+private:
+    std::atomic<bool> acquired{false};
+    std::thread thread;
+};
 
 struct TGuarded : TMultithreadedObject {
 };
