@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -185,58 +186,38 @@ TEST(Sync, WaitsForAnyAndForAll)
         CloseHandle(event);
 }
 
-// Rounds in which other threads set each of 16 automatic events once, in random order;
-// waits for any must see each event exactly once per round and nothing more.
+// Rounds in which four threads set each of 16 automatic events once, in random order; waits
+// for any must see each event exactly once per round and nothing more.
 TEST(Sync, WaitsSeeEverySetOfOtherThreads)
 {
-    const int eventCount = 16, setters = 4, rounds = 150;
-    HANDLE events[eventCount], go[setters], done[setters];
+    HANDLE events[16];
     for (HANDLE& event : events)
         event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    for (int s = 0; s < setters; ++s) {
-        go[s] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        done[s] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    }
-    std::vector<int> plan(eventCount);
-    bool stop = false;
-    std::vector<HANDLE> threads;
-    for (int s = 0; s < setters; ++s) {
-        threads.push_back(StartThread([&, s]() -> unsigned {
-            std::minstd_rand random(unsigned(s + 1));
-            while (WaitForSingleObject(go[s], INFINITE) == WAIT_OBJECT_0 && !stop) {
-                for (int i = s; i < eventCount; i += setters) {
-                    if (random() % 2)
+    std::mt19937 random(7);
+    std::vector<int> plan(16);
+    for (int round = 0; round < 150; ++round) {
+        std::iota(plan.begin(), plan.end(), 0);
+        std::shuffle(plan.begin(), plan.end(), random);
+        HANDLE setters[4];
+        for (int s = 0; s < 4; ++s)
+            setters[s] = StartThread([&, s]() -> unsigned {
+                for (int i = s; i < 16; i += 4) {
+                    if (i % 3 == 0)
                         Sleep(0);
                     SetEvent(events[plan[i]]);
                 }
-                SetEvent(done[s]);
-            }
-            return 0;
-        }));
-    }
-    std::mt19937 random(7);
-    for (int round = 0; round < rounds; ++round) {
-        for (int i = 0; i < eventCount; ++i)
-            plan[i] = i;
-        std::shuffle(plan.begin(), plan.end(), random);
-        for (HANDLE g : go)
-            SetEvent(g);
-        bool seen[eventCount] = {};
-        for (int i = 0; i < eventCount; ++i) {
-            const DWORD result = WaitForMultipleObjects(eventCount, events, FALSE, 5000);
-            ASSERT_LT(result, DWORD(WAIT_OBJECT_0 + eventCount)) << "round " << round;
+                return 0;
+            });
+        bool seen[16] = {};
+        for (int i = 0; i < 16; ++i) {
+            const DWORD result = WaitForMultipleObjects(16, events, FALSE, 5000);
+            ASSERT_LT(result, DWORD(WAIT_OBJECT_0 + 16)) << "round " << round;
             ASSERT_FALSE(seen[result - WAIT_OBJECT_0]) << "round " << round;
             seen[result - WAIT_OBJECT_0] = true;
         }
-        ASSERT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(setters, done, TRUE, 5000));
-        ASSERT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(eventCount, events, FALSE, 0));
-    }
-    stop = true;
-    for (int s = 0; s < setters; ++s) {
-        SetEvent(go[s]);
-        EXPECT_EQ(0u, JoinThread(threads[s]));
-        CloseHandle(go[s]);
-        CloseHandle(done[s]);
+        for (HANDLE setter : setters)
+            EXPECT_EQ(0u, JoinThread(setter));
+        ASSERT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(16, events, FALSE, 0));
     }
     for (HANDLE event : events)
         CloseHandle(event);
