@@ -152,7 +152,6 @@ void CallNewHandler()
     throw std::bad_alloc();
 }
 
-
 // A new block of the core, null when memory is exhausted. size is at most kMaxBlockSize.
 void* NewBlock(NH_HeapCore* core, size_t size, bool zeroFill)
 {
