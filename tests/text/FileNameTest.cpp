@@ -1,24 +1,12 @@
-#include <CommonTarn.h>
 #include <TarnPlatform.h>
-
-#include <gtest/gtest.h>
 
 #include <random>
 #include <string>
+#include <utility>
 
 #include "StringTestSupport.h"
 
 namespace {
-
-std::string Text(const String& s)
-{
-    return std::string(s.c_str(), s.length());
-}
-
-std::string Text(const SubString& s)
-{
-    return Text(String(s));
-}
 
 // String exposes the protected helpers the tests need.
 class PathString : public String {
@@ -26,7 +14,6 @@ public:
     using String::String;
     using String::AddCurrentDrive;
     using String::AddCurrentPath;
-    using String::operator=;
 };
 
 std::string CurrentDirectory()
@@ -41,107 +28,88 @@ std::string CurrentDirectory()
 TEST(FileName, ReadingTheParts)
 {
     NoLeak noLeak;
-    const String name("C:\\dir\\name.txt");
-    EXPECT_EQ("C:\\dir", Text(name.GetPath()));
-    EXPECT_EQ("name.txt", Text(name.GetTitle(1)));
-    EXPECT_EQ("name", Text(name.GetTitle(0)));
-    EXPECT_EQ("txt", Text(name.GetExtension(0)));
-    EXPECT_EQ(".txt", Text(name.GetExtension(1)));
-    int index = -7;
-    EXPECT_EQ("C", Text(name.GetDrive(&index)));
-    EXPECT_EQ(2, index);
-    EXPECT_EQ(2, name.GetDriveIndex());
-    EXPECT_TRUE(name.ContainsPath());
-
-    const String bare("c:x");
-    EXPECT_TRUE(bare.ContainsDrive());
-    EXPECT_FALSE(bare.ContainsPath());
-    EXPECT_EQ("C", Text(bare.GetDrive()));
-
-    const String plain("name.tar.gz");
-    EXPECT_EQ("name.tar.gz", Text(plain.GetPath()));
-    EXPECT_EQ("name.tar.gz", Text(plain.GetTitle(1)));
-    EXPECT_EQ("name.tar", Text(plain.GetTitle(0)));
-    EXPECT_FALSE(plain.ContainsDrive());
-    EXPECT_EQ(-1, plain.GetDriveIndex());
-    EXPECT_EQ("", Text(plain.GetDrive(&index)));
-    EXPECT_EQ(-1, index);
-
-    // A point in a directory is no extension; a leading point is one for GetExtension.
-    const String dotted("C:\\a.b\\c");
-    EXPECT_EQ("", Text(dotted.GetExtension(1)));
-    EXPECT_EQ("hidden", Text(String(".hidden").GetExtension(0)));
-    EXPECT_EQ("", Text(String("").GetTitle(1)));
-    EXPECT_FALSE(String("1:\\x").ContainsDrive());
-    EXPECT_EQ(25, String("z:").GetDriveIndex());
+    // name: path, title with and without extension, extension without and with point, drive.
+    const struct {
+        const char *name, *path, *title, *bareTitle, *extension, *pointed, *drive;
+        int driveIndex, containsPath;
+    } cases[] = {
+        {"C:\\dir\\name.txt", "C:\\dir", "name.txt", "name", "txt", ".txt", "C", 2, 1},
+        {"c:x", "c:x", "c:x", "c:x", "", "", "C", 2, 0},
+        {"name.tar.gz", "name.tar.gz", "name.tar.gz", "name.tar", "gz", ".gz", "", -1, 0},
+        {"C:\\a.b\\c", "C:\\a.b", "c", "c", "", "", "C", 2, 1},
+        {".hidden", ".hidden", ".hidden", "", "hidden", ".hidden", "", -1, 0},
+        {"", "", "", "", "", "", "", -1, 0},
+        {"z:\\", "z:", "", "", "", "", "Z", 25, 1},
+        {"1:\\x", "1:", "x", "x", "", "", "", -1, 1},
+    };
+    for (const auto& c : cases) {
+        const String s(c.name);
+        int index = -7;
+        EXPECT_EQ(c.path, Text(s.GetPath())) << c.name;
+        EXPECT_EQ(c.title, Text(s.GetTitle(1))) << c.name;
+        EXPECT_EQ(c.bareTitle, Text(s.GetTitle(0))) << c.name;
+        EXPECT_EQ(c.extension, Text(s.GetExtension(0))) << c.name;
+        EXPECT_EQ(c.pointed, Text(s.GetExtension(1))) << c.name;
+        EXPECT_EQ(c.drive, Text(s.GetDrive(&index))) << c.name;
+        EXPECT_EQ(c.driveIndex, index) << c.name;
+        EXPECT_EQ(c.driveIndex, s.GetDriveIndex()) << c.name;
+        EXPECT_EQ(c.driveIndex >= 0, s.ContainsDrive() != 0) << c.name;
+        EXPECT_EQ(c.containsPath, s.ContainsPath()) << c.name;
+    }
+    EXPECT_EQ("C", Text(String("c:").GetDrive()));
 }
 
-TEST(FileName, Extensions)
+TEST(FileName, ChangingNames)
 {
     NoLeak noLeak;
-    struct Case {
+    const struct {
         const char* name;
-        const char* list;
+        void (*edit)(String&);
         const char* expected;
+    } cases[] = {
+        {"name.txt", [](String& s) { s.RemoveExtension(nullptr); }, "name"},
+        {"C:\\a.b\\c", [](String& s) { s.RemoveExtension(nullptr); }, "C:\\a.b\\c"},
+        {".hidden", [](String& s) { s.RemoveExtension(nullptr); }, ".hidden"},
+        {"a.b.c", [](String& s) { s.RemoveExtension(nullptr); }, "a.b"},
+        {"name.txt", [](String& s) { s.RemoveExtension("*"); }, "name"},
+        {"name.txt", [](String& s) { s.RemoveExtension("doc|x*"); }, "name"},
+        {"name.htm", [](String& s) { s.RemoveExtension(" doc | HTML "); }, "name"},
+        {"name.htm", [](String& s) { s.RemoveExtension(String("html")); }, "name"},
+        {"name.html", [](String& s) { s.RemoveExtension("htm"); }, "name.html"},
+        {"name.txt", [](String& s) { s.RemoveExtension(""); }, "name.txt"},
+        {"name.", [](String& s) { s.RemoveExtension("doc"); }, "name"},
+        {"name.", [](String& s) { s.RemoveExtension(""); }, "name."},
+        {"C:\\d\\.x", [](String& s) { s.RemoveExtension("x"); }, "C:\\d\\"},
+        {"name.doc", [](String& s) { s.SetExtension("txt", nullptr); }, "name.doc.txt"},
+        {"name.doc", [](String& s) { s.SetExtension("txt", "doc"); }, "name.txt"},
+        {"name.doc", [](String& s) { s.SetExtension("txt", "*"); }, "name.txt"},
+        {"name.txt", [](String& s) { s.SetExtension("txt", "doc"); }, "name.txt"},
+        {"name.", [](String& s) { s.SetExtension("txt", nullptr); }, "name.txt"},
+        {"name", [](String& s) { s.SetExtension("txt", "doc"); }, "name.txt"},
+        {"", [](String& s) { s.SetExtension("txt", nullptr); }, ".txt"},
+        {"name.doc", [](String& s) { s.SetExtension("", "doc"); }, "name"},
+        {"name.doc", [](String& s) { s.SetExtension(static_cast<const char*>(nullptr), "txt"); }, "name"},
+        {"x.a", [](String& s) { s.SetExtension(String("b"), nullptr); }, "x.a.b"},
+        {"\\dir\\x", [](String& s) { s.SetDrive(2); }, "C:\\dir\\x"},
+        {"C:\\dir\\x", [](String& s) { s.SetDrive(String("D")); }, "D:\\dir\\x"},
+        {"dir", [](String& s) { s.SetDrive(String("D")); }, "D:\\dir"},
+        {"", [](String& s) { s.SetDrive(4); }, "E:\\"},
+        // An index that names no letter leaves the text alone.
+        {"C:\\x", [](String& s) { s.SetDrive(26).SetDrive(-1); }, "C:\\x"},
+        {"C:\\x", [](String& s) { s.SetDrive(s.GetDrive()); }, "C:\\x"},
+        {"C:\\x", [](String& s) { s.PrependVolumeName(String("\\\\server")); }, "\\\\server\\x"},
     };
-    const Case removals[] = {
-        {"name.txt", nullptr, "name"},       {"C:\\a.b\\c", nullptr, "C:\\a.b\\c"},
-        {".hidden", nullptr, ".hidden"},     {"name.txt", "*", "name"},
-        {"name.txt", "doc|x*", "name"},      {"name.htm", " doc | HTML ", "name"},
-        {"name.html", "htm", "name.html"},   {"name.txt", "", "name.txt"},
-        {"name.", "doc", "name"},            {"name.", "", "name."},
-        {"C:\\d\\.x", "x", "C:\\d\\"},       {"a.b.c", nullptr, "a.b"},
-    };
-    for (const Case& c : removals) {
+    for (const auto& c : cases) {
         String s(c.name);
-        s.RemoveExtension(c.list);
-        EXPECT_EQ(c.expected, Text(s)) << c.name << " " << (c.list ? c.list : "(null)");
+        c.edit(s);
+        EXPECT_EQ(c.expected, Text(s)) << c.name;
     }
 
-    const Case settings[] = {
-        {"name.doc", nullptr, "name.doc.txt"}, {"name.doc", "doc", "name.txt"}, {"name.doc", "*", "name.txt"},
-        {"name.txt", "doc", "name.txt"},       {"name.", nullptr, "name.txt"},  {"name", "doc", "name.txt"},
-        {"", nullptr, ".txt"},
-    };
-    for (const Case& c : settings) {
-        String s(c.name);
-        s.SetExtension("txt", c.list);
-        EXPECT_EQ(c.expected, Text(s)) << c.name << " " << (c.list ? c.list : "(null)");
-    }
-    String s("name.htm");
-    EXPECT_EQ("name", Text(s.RemoveExtension(String("html"))));
-    s = "name.doc";
-    EXPECT_EQ("name", Text(s.SetExtension("", "doc")));
-    s = "name.doc";
-    EXPECT_EQ("name", Text(s.SetExtension(static_cast<const char*>(nullptr), "txt")));
-    s = "x.a";
-    EXPECT_EQ("x.a.b", Text(s.SetExtension(String("b"), nullptr)));
-}
-
-TEST(FileName, ChangingDriveAndPath)
-{
-    NoLeak noLeak;
-    String s("\\dir\\x");
-    EXPECT_EQ("C:\\dir\\x", Text(s.SetDrive(2)));
-    EXPECT_EQ("D:\\dir\\x", Text(s.SetDrive(String("D"))));
-    s = "dir";
-    EXPECT_EQ("D:\\dir", Text(s.SetDrive(String("D"))));
-    s = "";
-    EXPECT_EQ("E:\\", Text(s.SetDrive(4)));
-    EXPECT_EQ(4, s.GetDriveIndex());
-    // An index that names no letter leaves the text alone.
-    s = "C:\\x";
-    EXPECT_EQ("C:\\x", Text(s.SetDrive(26)));
-    EXPECT_EQ("C:\\x", Text(s.SetDrive(-1)));
-    EXPECT_EQ("\\\\server\\x", Text(s.PrependVolumeName(String("\\\\server"))));
-    s = "C:\\x";
-    EXPECT_EQ("C:\\x", Text(s.SetDrive(s.GetDrive())));
-
+    // GetPathBelow splits off the first directory and leaves the object alone.
     String top("unchanged");
     const String below("\\a\\b\\c\\");
     EXPECT_EQ("b\\c", Text(below.GetPathBelow(&top)));
-    EXPECT_EQ("a", Text(top));
-    EXPECT_EQ("\\a\\b\\c\\", Text(below));
+    EXPECT_EQ("a \\a\\b\\c\\", Text(top + " " + below));
     EXPECT_EQ("", Text(String("a").GetPathBelow(&top)));
     EXPECT_EQ("a", Text(top));
     EXPECT_EQ("", Text(String("\\\\").GetPathBelow(&top)));
@@ -149,14 +117,18 @@ TEST(FileName, ChangingDriveAndPath)
     EXPECT_EQ("y", Text(String("x\\y").GetPathBelow()));
 
     // The seam has one backslash, whichever side brought it.
-    EXPECT_EQ("C:\\dir\\name.txt", Text(TFileName("C:\\dir\\", "\\name.txt")));
-    EXPECT_EQ("C:\\dir\\name.txt", Text(TFileName("C:\\dir", "name.txt")));
-    EXPECT_EQ("C:\\dir\\name.txt", Text(TFileName(String("C:\\dir"), String("\\name.txt"))));
-    EXPECT_EQ("C:\\dir\\\\name.txt", Text(TFileName(String("C:\\dir\\"), "\\\\name.txt")));
-    EXPECT_EQ("C:\\dir\\", Text(TFileName("C:\\dir", String(""))));
+    const std::pair<TFileName, const char*> joined[] = {
+        {TFileName("C:\\dir\\", "\\name.txt"), "C:\\dir\\name.txt"},
+        {TFileName("C:\\dir", "name.txt"), "C:\\dir\\name.txt"},
+        {TFileName(String("C:\\dir"), String("\\name.txt")), "C:\\dir\\name.txt"},
+        {TFileName(String("C:\\dir\\"), "\\\\name.txt"), "C:\\dir\\\\name.txt"},
+        {TFileName("C:\\dir", String("")), "C:\\dir\\"},
+    };
+    for (const auto& [name, expected] : joined)
+        EXPECT_EQ(expected, Text(name));
 }
 
-TEST(FileName, CurrentDirectory)
+TEST(FileName, CurrentDirectoryAndApplicationPath)
 {
     NoLeak noLeak;
     const std::string current = CurrentDirectory();
@@ -167,24 +139,22 @@ TEST(FileName, CurrentDirectory)
 
     // Without a drive: a backslash takes the current drive, a bare name the current path; a
     // directory joined with a title lands at the drive's root.
-    String s("\\dir\\x");
-    s.EnsureFullFileName();
-    EXPECT_EQ(drive + ":\\dir\\x", Text(s));
-    s = "name";
-    s.EnsureFullFileName();
-    EXPECT_EQ(current + "\\name", Text(s));
-    s = "c:name";
-    s.EnsureFullFileName();
-    EXPECT_EQ("c:name", Text(s));
-    s = "dir";
+    const std::pair<const char*, std::string> full[] = {
+        {"\\dir\\x", drive + ":\\dir\\x"}, {"name", current + "\\name"}, {"c:name", "c:name"}};
+    for (const auto& [name, expected] : full) {
+        String s(name);
+        s.EnsureFullFileName();
+        EXPECT_EQ(expected, Text(s));
+    }
+    String s("dir");
     s.AppendTitleAndMakeFullFileName(String("x"));
     EXPECT_EQ(drive + ":\\dir\\x", Text(s));
     PathString p("");
     p.AddCurrentDrive();
     EXPECT_EQ(drive + ":\\", Text(p));
-    p = "\\x";
-    p.AddCurrentPath();
-    EXPECT_EQ(current + "\\x", Text(p));
+    PathString q("\\x");
+    q.AddCurrentPath();
+    EXPECT_EQ(current + "\\x", Text(q));
 
     // At a root the current path ends in a backslash, so a bare name gets two in a row.
     ASSERT_TRUE(SetCurrentDirectoryA("\\"));
@@ -192,17 +162,10 @@ TEST(FileName, CurrentDirectory)
     s.EnsureFullFileName();
     EXPECT_EQ(Text(String::GetCurrentDrive()) + ":\\\\name", Text(s));
     ASSERT_TRUE(SetCurrentDirectoryA(current.c_str()));
-    EXPECT_EQ(current, Text(String::GetCurrentPath()));
-}
 
-TEST(FileName, ApplicationPath)
-{
-    NoLeak noLeak;
     char module[1024];
     const DWORD n = GetModuleFileNameA(nullptr, module, sizeof module);
-    ASSERT_GT(n, 0u);
-    const std::string full(module, n);
-    const std::string directory = full.substr(0, full.rfind('\\'));
+    const std::string directory = std::string(module, n).substr(0, std::string(module, n).rfind('\\'));
     EXPECT_EQ(directory, Text(TFileName::GetApplicationPath()));
     EXPECT_EQ(directory + "\\data\\x.txt", Text(TFileName::CreateApplicationRelative("data\\x.txt")));
     EXPECT_EQ(directory + "\\x.txt", Text(TFileName::CreateApplicationRelative(String("\\x.txt"))));
@@ -211,40 +174,34 @@ TEST(FileName, ApplicationPath)
 TEST(FileName, Summary)
 {
     NoLeak noLeak;
-    EXPECT_EQ("C:\\a\\b.tx", Text(String("C:\\a\\b.tx").GetSummary(10)));
-    EXPECT_EQ("", Text(String("dir\\name.txt").GetSummary(20)));
-    const String name("C:\\one\\two\\three\\name.txt");
-    EXPECT_EQ("C:\\one\\two\\...\\name.txt", Text(name.GetSummary(23)));
-    EXPECT_EQ("C:\\...\\name.txt", Text(name.GetSummary(22)));
-    EXPECT_EQ("...\\name.txt", Text(name.GetSummary(14)));
-    EXPECT_EQ("...\\nam...", Text(name.GetSummary(10)));
-    EXPECT_EQ("..", Text(name.GetSummary(2)));
-    EXPECT_EQ(".", Text(name.GetSummary(1)));
-    EXPECT_EQ("...", Text(name.GetSummary(3)));
-    // No backslash above the title: the text stands until the later steps.
-    EXPECT_EQ("C:\\name.txt", Text(String("C:\\name.txt").GetSummary(0)));
-    EXPECT_EQ("...\\nam...", Text(String("C:\\name.txt").GetSummary(10)));
+    const String name("C:\\one\\two\\three\\name.txt"), shallow("C:\\name.txt");
+    const std::pair<String, const char*> cases[] = {
+        {String("C:\\a\\b.tx").GetSummary(10), "C:\\a\\b.tx"}, {String("dir\\name.txt").GetSummary(20), ""},
+        {name.GetSummary(23), "C:\\one\\two\\...\\name.txt"}, {name.GetSummary(22), "C:\\...\\name.txt"},
+        {name.GetSummary(14), "...\\name.txt"}, {name.GetSummary(10), "...\\nam..."}, {name.GetSummary(3), "..."},
+        {name.GetSummary(2), ".."}, {name.GetSummary(1), "."},
+        // No backslash above the title: the text stands until the later steps.
+        {shallow.GetSummary(0), "C:\\name.txt"}, {shallow.GetSummary(10), "...\\nam..."},
+    };
+    for (const auto& [got, expected] : cases)
+        EXPECT_EQ(expected, Text(got));
 
     // The result stays within every limit from 1 up, and ends in the title or in "...".
     std::mt19937 random(7);
     for (int round = 0; round < 200; ++round) {
         std::string text = "D:", title;
-        const int parts = 1 + int(random() % 6);
-        for (int i = 0; i < parts; ++i) {
-            title = std::string(1 + random() % 12, char('a' + random() % 26));
-            text += "\\" + title;
-        }
-        const String s(text.c_str());
+        for (int parts = 1 + int(random() % 6); parts > 0; --parts)
+            text += "\\" + (title = std::string(1 + random() % 12, char('a' + random() % 26)));
         for (unsigned long limit = 1; limit < text.size() + 3; ++limit) {
-            const std::string summary = Text(s.GetSummary(limit));
+            const std::string summary = Text(String(text.c_str()).GetSummary(limit));
             ASSERT_LE(summary.size(), limit) << text << " " << limit;
+            const auto endsIn = [&](const std::string& end) {
+                return summary.size() >= end.size() && summary.compare(summary.size() - end.size(), end.size(), end) == 0;
+            };
             if (limit >= text.size()) {
                 EXPECT_EQ(text, summary);
             } else if (limit >= 3) {
-                const bool cut = summary.substr(summary.size() - 3) == "...";
-                const bool titled = summary.size() >= title.size() &&
-                                    summary.compare(summary.size() - title.size(), title.size(), title) == 0;
-                EXPECT_TRUE(cut || titled) << text << " " << limit << " " << summary;
+                EXPECT_TRUE(endsIn("...") || endsIn(title)) << text << " " << limit << " " << summary;
             }
         }
     }
@@ -253,34 +210,33 @@ TEST(FileName, Summary)
 TEST(FileName, RelativeAndAbsolute)
 {
     NoLeak noLeak;
-    EXPECT_EQ("..\\c\\d.txt", Text(String::GetRelativeFileName("C:\\a\\b", "C:\\a\\c\\d.txt")));
-    EXPECT_EQ("d.txt", Text(String::GetRelativeFileName("C:\\a", "c:\\A\\d.txt")));
-    EXPECT_EQ("", Text(String::GetRelativeFileName("C:\\a", "D:\\a\\d.txt")));
-    EXPECT_EQ("..\\..\\x", Text(String::GetRelativeFileName("C:\\a\\b", "C:\\x")));
-    // The title stays even where it equals the directory's next part.
-    EXPECT_EQ("..\\a", Text(String::GetRelativeFileName("C:\\a", "C:\\a")));
-    EXPECT_EQ("x", Text(String::GetRelativeFileName("C:", "C:x")));
-
-    EXPECT_EQ("C:\\a\\c\\d.txt", Text(String::GetAbsoluteFileName("C:\\a\\b", "..\\c\\d.txt")));
-    EXPECT_EQ("C:\\a\\b\\.\\x", Text(String::GetAbsoluteFileName("C:\\a\\b\\", ".\\x")));
-    EXPECT_EQ("C:\\a\\b\\x\\y", Text(String::GetAbsoluteFileName("C:/a/b", "x/y")));
-    // More ".." than directories: the drive's root holds, as Windows resolves C:\.. to C:\.
-    EXPECT_EQ("C:\\x", Text(String::GetAbsoluteFileName("C:\\a", "..\\..\\..\\x")));
-    EXPECT_EQ("C:", Text(String::GetAbsoluteFileName("C:\\a", "..\\..")));
-    // No directory at all: the tail alone.
-    EXPECT_EQ("\\x", Text(String::GetAbsoluteFileName("", "..\\x")));
-    EXPECT_EQ("", Text(String::GetAbsoluteFileName("", "")));
+    const std::pair<String, const char*> cases[] = {
+        {String::GetRelativeFileName("C:\\a\\b", "C:\\a\\c\\d.txt"), "..\\c\\d.txt"},
+        {String::GetRelativeFileName("C:\\a", "c:\\A\\d.txt"), "d.txt"},
+        {String::GetRelativeFileName("C:\\a", "D:\\a\\d.txt"), ""},
+        {String::GetRelativeFileName("C:\\a\\b", "C:\\x"), "..\\..\\x"},
+        // The title stays even where it equals the directory's next part.
+        {String::GetRelativeFileName("C:\\a", "C:\\a"), "..\\a"}, {String::GetRelativeFileName("C:", "C:x"), "x"},
+        {String::GetAbsoluteFileName("C:\\a\\b", "..\\c\\d.txt"), "C:\\a\\c\\d.txt"},
+        {String::GetAbsoluteFileName("C:\\a\\b\\", ".\\x"), "C:\\a\\b\\.\\x"},
+        {String::GetAbsoluteFileName("C:/a/b", "x/y"), "C:\\a\\b\\x\\y"},
+        // More ".." than directories: the drive's root holds, as Windows resolves C:\.. to C:\.
+        {String::GetAbsoluteFileName("C:\\a", "..\\..\\..\\x"), "C:\\x"},
+        {String::GetAbsoluteFileName("C:\\a", "..\\.."), "C:"},
+        // No directory at all: the tail alone.
+        {String::GetAbsoluteFileName("", "..\\x"), "\\x"}, {String::GetAbsoluteFileName("", ""), ""},
+    };
+    for (const auto& [got, expected] : cases)
+        EXPECT_EQ(expected, Text(got));
 
     // Round trips over generated names on one drive.
     std::mt19937 random(11);
     const char* words[] = {"a", "b", "Docs", "x.y", "long name", "z"};
     for (int round = 0; round < 500; ++round) {
         std::string directory = "C:", file = "C:";
-        const int shared = int(random() % 3);
-        for (int i = 0; i < shared; ++i) {
+        for (int shared = int(random() % 3); shared > 0; --shared) {
             const std::string w = words[random() % 6];
-            directory += "\\" + w;
-            file += "\\" + w;
+            directory += "\\" + w, file += "\\" + w;
         }
         for (int i = int(random() % 3); i > 0; --i)
             directory += std::string("\\") + words[random() % 6];
@@ -288,12 +244,11 @@ TEST(FileName, RelativeAndAbsolute)
             file += std::string("\\") + words[random() % 6];
         file += "\\title.txt";
         const String relative = String::GetRelativeFileName(directory.c_str(), file.c_str());
-        EXPECT_EQ(file, Text(String::GetAbsoluteFileName(directory.c_str(), relative)))
-            << directory << " " << file << " " << Text(relative);
+        EXPECT_EQ(file, Text(String::GetAbsoluteFileName(directory.c_str(), relative))) << directory << " " << file;
     }
 }
 
-TEST(FileName, Validity)
+TEST(FileName, ValidityAndListElement)
 {
     NoLeak noLeak;
     for (const char* name : {"c:\\dir\\name.txt", "Z:\\a", "c:\\a b\\x.y.z", "C:\\*?"})
@@ -301,21 +256,16 @@ TEST(FileName, Validity)
     for (const char* name : {"c:\\dir\\", "c:", "dir\\name.txt", "c:\\a|b", "c:\\a/b", "c:\\a:b", "c:\\a<b",
                              "c:\\a>b", "c:\\a\"b", "c:\\\\a", "1:\\a", "c:a", "", " c:\\a", "c:\\a\\\\b"})
         EXPECT_FALSE(String(name).IsValidFileName()) << name;
-    // The match must cover the whole text, zero bytes included.
-    EXPECT_FALSE(String("c:\\a\0b", 0, 0, 6).IsValidFileName());
-}
+    EXPECT_FALSE(String("c:\\a\0b", 0, 0, 6).IsValidFileName()) << "the match covers the whole length";
 
-TEST(FileName, ListElement)
-{
-    NoLeak noLeak;
+    // Compare ignores case whatever the mode says.
     TFileName a("C:\\Dir\\Name.TXT"), b("c:\\dir\\name.txt"), c("C:\\dir\\other");
     EXPECT_EQ(0, a.Compare(b, 1));
     {
         CaseSensitive mode(1);
         EXPECT_EQ(0, b.Compare(a, 0));
     }
-    EXPECT_LT(b.Compare(c, 0), 0);
-    EXPECT_GT(c.Compare(a, 0), 0);
+    EXPECT_TRUE(b.Compare(c, 0) < 0 && c.Compare(a, 0) > 0);
     EXPECT_LT(TFileName("a_b").Compare(TFileName("a1"), 0), 0);
 
     // Clones come from the string heap and share the text; an owning list deletes them.
@@ -324,15 +274,13 @@ TEST(FileName, ListElement)
         TFileName* clone = static_cast<TFileName*>(f->CreateClone(nullptr));
         ASSERT_NE(nullptr, clone);
         EXPECT_EQ(f->c_str(), clone->c_str());
-        EXPECT_EQ(nullptr, clone->GetNext());
+        EXPECT_TRUE(_stringHeap->Owns(clone));
         list.Append(clone);
     }
-    EXPECT_EQ(list.GetFirst()->Compare(c, 0), 0);
     EXPECT_EQ(1, list.FindIndexOfEqual(TFileName("C:\\DIR\\NAME.txt")));
     list.Sort();
     EXPECT_EQ("C:\\Dir\\Name.TXT", Text(*list.GetFirst()));
     EXPECT_EQ("C:\\dir\\other", Text(*list.GetLast()));
-
     // Assignment changes the text only.
     TFileName* first = list.GetFirst();
     TListElement* next = first->GetNext();
@@ -340,5 +288,5 @@ TEST(FileName, ListElement)
     EXPECT_EQ(next, first->GetNext());
     *first = String("zz").Left(1);
     EXPECT_EQ("z", Text(*first));
-    EXPECT_EQ(2, RefOf(c)->refCount);
+    EXPECT_EQ(2u, RefOf(c)->refCount);
 }

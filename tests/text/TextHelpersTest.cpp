@@ -1,9 +1,6 @@
-#include <CommonTarn.h>
-
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "StringTestSupport.h"
@@ -22,6 +19,16 @@ Texts Explode(const char* text, const char* separators, int trim)
     return items;
 }
 
+std::vector<int> Numbers(const char* text)
+{
+    int count = -1;
+    int* values = StringToIntArray(text, &count);
+    std::vector<int> numbers(values, values + (values ? count : 0));
+    EXPECT_EQ(count, static_cast<int>(numbers.size()));
+    NH_Heap::FreeMem(values);
+    return numbers;
+}
+
 // Four guard bytes on both sides of the n bytes a bounded copy may use.
 struct Guarded {
     explicit Guarded(size_t n) : bytes(n + 8, '#'), size(n) {}
@@ -31,69 +38,49 @@ struct Guarded {
     size_t size;
 };
 
-}
+}  // namespace
 
-TEST(TextHelpers, ExplodeString)
+TEST(TextHelpers, ExplodeStringAndIntArrays)
 {
     NoLeak noLeak;
-    EXPECT_EQ(Texts({"a", "b"}), Explode("a,,b", ",", 0));
-    EXPECT_EQ(Texts({"a", "b"}), Explode(",,a,b,,", ",", 0));
-    EXPECT_EQ(Texts({"a", "b", "c"}), Explode("a; b;c", "; ", 0));
-    EXPECT_EQ(Texts({"x", "y"}), Explode("x,   , y ,", ",", 1));
-    EXPECT_EQ(Texts({"x", "   ", " y "}), Explode("x,   , y ,", ",", 0));
-    // Zero-separated texts end at two zero bytes; what follows is not read.
-    EXPECT_EQ(Texts({"a", "b b", " c"}), Explode("a\0b b\0 c\0\0d", "", 0));
-    EXPECT_EQ(Texts({"a", "b b", "c"}), Explode("a\0b b\0 c\0\0d", "", 1));
-    EXPECT_TRUE(Explode("", ",", 0).empty());
-    EXPECT_TRUE(Explode(",,,", ",", 0).empty());
-    EXPECT_TRUE(Explode("\0\0", "", 0).empty());
-
+    const std::pair<Texts, Texts> pieces[] = {
+        {Explode("a,,b", ",", 0), {"a", "b"}}, {Explode(",,a,b,,", ",", 0), {"a", "b"}},
+        {Explode("a; b;c", "; ", 0), {"a", "b", "c"}}, {Explode("x,   , y ,", ",", 1), {"x", "y"}},
+        {Explode("x,   , y ,", ",", 0), {"x", "   ", " y "}},
+        // Zero-separated texts end at two zero bytes; what follows is not read.
+        {Explode("a\0b b\0 c\0\0d", "", 0), {"a", "b b", " c"}}, {Explode("a\0b b\0 c\0\0d", "", 1), {"a", "b b", "c"}},
+        {Explode("", ",", 0), {}}, {Explode(",,,", ",", 0), {}}, {Explode("\0\0", "", 0), {}},
+    };
+    for (const auto& [got, expected] : pieces)
+        EXPECT_EQ(expected, got);
     TList<StringItem<TListElement>> list;
     ExplodeString(list, "q", ",", 0);
     ExplodeString(list, "", ",", 0);
-    EXPECT_EQ(nullptr, list.GetFirst());
+    EXPECT_EQ(nullptr, list.GetFirst()) << "the list is emptied first";
     ExplodeString(list, "shared", ",", 0);
     EXPECT_EQ(1u, RefOf(*list.GetFirst())->refCount);  // the item holds the piece's buffer
     EXPECT_TRUE(_stringHeap->Owns(list.GetFirst()));
-}
 
-TEST(TextHelpers, IntArraysAndText)
-{
+    // Runs of digits, anything else separates; values beyond int saturate as atoi does, also
+    // for a run longer than 99 digits, which stays one number.
     const unsigned long blocks = NH_Heap::Default().GetBlocksInUse();
-    int count = -1;
-    int* values = StringToIntArray("12, 34;x5", &count);
-    ASSERT_EQ(3, count);
-    EXPECT_EQ(std::vector<int>({12, 34, 5}), std::vector<int>(values, values + 3));
-    NH_Heap::FreeMem(values);
-    values = StringToIntArray("-7", &count);
-    ASSERT_EQ(1, count);
-    EXPECT_EQ(7, values[0]);
-    NH_Heap::FreeMem(values);
-    count = -1;
-    EXPECT_EQ(nullptr, StringToIntArray("no digits", &count));
-    EXPECT_EQ(0, count);
-
-    // Enough numbers to grow the buffer many times; values beyond int saturate as atoi does,
-    // also for a run longer than 99 digits, which stays one number.
+    EXPECT_EQ(std::vector<int>({12, 34, 5}), Numbers("12, 34;x5"));
+    EXPECT_EQ(std::vector<int>({7}), Numbers("-7"));
+    EXPECT_EQ(std::vector<int>(), Numbers("no digits"));
     std::string many;
+    std::vector<int> expected;
     for (int i = 0; i < 100; ++i)
-        many += std::to_string(i * 1000) + " ";
+        many += std::to_string(i * 1000) + " ", expected.push_back(i * 1000);
     many += "99999999999 " + std::string(150, '9') + " 1";
-    values = StringToIntArray(many.c_str(), &count);
-    ASSERT_EQ(103, count);
-    for (int i = 0; i < 100; ++i)
-        ASSERT_EQ(i * 1000, values[i]);
-    EXPECT_EQ(std::vector<int>({2147483647, 2147483647, 1}), std::vector<int>(values + 100, values + 103));
-    NH_Heap::FreeMem(values);
+    expected.insert(expected.end(), {2147483647, 2147483647, 1});
+    EXPECT_EQ(expected, Numbers(many.c_str()));
     EXPECT_EQ(blocks, NH_Heap::Default().GetBlocksInUse());
 
-    NoLeak noLeak;
-    const int list[] = {1, 2, 3};
-    EXPECT_STREQ("1,2,3", IntArrayToString(list, 3, ',').c_str());
-    EXPECT_STREQ("1", IntArrayToString(list, 1, ',').c_str());
-    EXPECT_STREQ("", IntArrayToString(list, -1, ',').c_str());
-    const int extremes[] = {-2147483647 - 1, 0, 2147483647};
-    EXPECT_STREQ("-2147483648;0;2147483647", IntArrayToString(extremes, 3, ';').c_str());
+    const int values[] = {1, 2, 3}, extremes[] = {-2147483647 - 1, 0, 2147483647};
+    EXPECT_EQ("1,2,3", Text(IntArrayToString(values, 3, ',')));
+    EXPECT_EQ("1", Text(IntArrayToString(values, 1, ',')));
+    EXPECT_EQ("", Text(IntArrayToString(values, -1, ',')));
+    EXPECT_EQ("-2147483648;0;2147483647", Text(IntArrayToString(extremes, 3, ';')));
 }
 
 TEST(TextHelpers, BoundedCopiesStayInTheirBuffers)
@@ -113,7 +100,6 @@ TEST(TextHelpers, BoundedCopiesStayInTheirBuffers)
     strcpy_n(g.Data(), "abcdef", 0);
     CopyMax(g.Data(), "abcdef", 0);
     EXPECT_EQ(0, std::memcmp(g.Data(), "zzzz", 4));
-
     const char source[6] = {'a', 'b', 'c', 'd', 'e', 'f'};  // no terminator
     MakeString(g.Data(), 4, source, 6);
     EXPECT_STREQ("abc", g.Data());
@@ -121,48 +107,41 @@ TEST(TextHelpers, BoundedCopiesStayInTheirBuffers)
     EXPECT_STREQ("ab", g.Data());
     MakeString(g.Data(), 4, "a\0b", 3);
     EXPECT_EQ(0, std::memcmp(g.Data(), "a\0b\0", 4));
-    EXPECT_TRUE(g.Intact());
 
-    Guarded sizes(kFileSizeBufferSize);
+    Guarded sizes(kFileSizeBufferSize), date(10);
     GetStringFileSize(4294967295ul, sizes.Data());
     EXPECT_STREQ("4294.9 MB", sizes.Data());
     GetStringFileSize(static_cast<unsigned long>(-1), sizes.Data());  // 64-bit long: still bounded
-    Guarded date(10);
-    GetDateString((18 << 9) | (3 << 5) | 5, date.Data(), 10);  // one byte short
+    GetDateString((18 << 9) | (3 << 5) | 5, date.Data(), 10);        // one byte short
     EXPECT_STREQ("", date.Data());
-    EXPECT_TRUE(sizes.Intact() && date.Intact());
+    EXPECT_TRUE(g.Intact() && sizes.Intact() && date.Intact());
 }
 
-TEST(TextHelpers, CountingAndTrimmedViews)
+TEST(TextHelpers, CountingTrimmedViewsAndHash)
 {
-    EXPECT_EQ(2u, FindNumOccurences("aa", "aaaa", -1));
-    EXPECT_EQ(1u, FindNumOccurences("aa", "aaaa", 3));
-    EXPECT_EQ(0u, FindNumOccurences("aa", "aaaa", 1));
-    EXPECT_EQ(0u, FindNumOccurences("", "aaaa", -1));
-    EXPECT_EQ(1u, FindNumOccurences("ab", "xabyab", 5));
-    EXPECT_EQ(3u, FindNumOccurences("a", "a\0a\0a", 5));
-    EXPECT_EQ(3, CountChar("a,b,,c", ','));
-    EXPECT_EQ(0, CountChar("abc", 0));
+    const std::pair<long, long> counts[] = {
+        {FindNumOccurences("aa", "aaaa", -1), 2}, {FindNumOccurences("aa", "aaaa", 3), 1},
+        {FindNumOccurences("aa", "aaaa", 1), 0}, {FindNumOccurences("", "aaaa", -1), 0},
+        {FindNumOccurences("ab", "xabyab", 5), 1}, {FindNumOccurences("a", "a\0a\0a", 5), 3},
+        {CountChar("a,b,,c", ','), 3}, {CountChar("abc", 0), 0},
+    };
+    for (const auto& [got, expected] : counts)
+        EXPECT_EQ(expected, got);
 
-    int length = -1;
-    const char* text = "  ab  ";
-    const struct {
-        int mode;
-        int offset;
-        int length;
-    } cases[] = {{3, 2, 2}, {1, 2, 4}, {2, 0, 4}, {0, 0, 6}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(text + c.offset, FindTrimmedSubString(text, &length, " ", c.mode)) << c.mode;
-        EXPECT_EQ(c.length, length) << c.mode;
-    }
-    FindTrimmedSubString("    ", &length, " ", 3);
-    EXPECT_EQ(0, length);
-    // The counted form reads only textLength characters and needs no terminator.
+    // (text, counted length or -1, mode, offset, length); the counted form needs no terminator.
     const char counted[] = {'\t', 'x', 'y', ' ', '\t', 'Q'};
-    EXPECT_EQ(counted + 1, FindTrimmedSubString(counted, 5, &length, " \t", 3));
-    EXPECT_EQ(2, length);
-    FindTrimmedSubString(counted, 1, &length, " \t", 3);
-    EXPECT_EQ(0, length);
+    const struct {
+        const char* text;
+        int textLength, mode, offset, length;
+    } views[] = {{"  ab  ", -1, 3, 2, 2}, {"  ab  ", -1, 1, 2, 4}, {"  ab  ", -1, 2, 0, 4}, {"  ab  ", -1, 0, 0, 6},
+                 {"    ", -1, 3, 4, 0},   {counted, 5, 3, 1, 2},    {counted, 1, 3, 1, 0}};
+    for (const auto& v : views) {
+        int length = -1;
+        const char* start = v.textLength < 0 ? FindTrimmedSubString(v.text, &length, " \t", v.mode)
+                                             : FindTrimmedSubString(v.text, v.textLength, &length, " \t", v.mode);
+        EXPECT_EQ(v.text + v.offset, start) << v.text << " " << v.mode;
+        EXPECT_EQ(v.length, length) << v.text << " " << v.mode;
+    }
 
     // Only the last 16 bytes reach the hash, on every target; bytes above 127 count signed.
     EXPECT_EQ(0ul, GetHashValue(String()));
@@ -175,72 +154,48 @@ TEST(TextHelpers, CountingAndTrimmedViews)
 TEST(TextHelpers, ReplacingAndReversing)
 {
     NoLeak noLeak;
-    char text[] = "aabb";
+    char text[] = "aabb", again[] = "ab", odd[] = "abc", even[] = "abcd", one[] = "a";
     EXPECT_EQ(4u, ReplaceChars(text, "ab", 'x'));
     EXPECT_STREQ("xxxx", text);
-    char again[] = "ab";
     EXPECT_EQ(3u, ReplaceChars(again, "ab", 'b'));  // the new b is counted again
     EXPECT_EQ(0u, ReplaceChars(again, "", 'x'));
+    Inverse(odd), Inverse(even), Inverse(one);
+    EXPECT_EQ("cba dcba a", std::string(odd) + " " + even + " " + one);
 
-    String original("a.b.c");
-    String copy(original);
+    // Every change to a String goes to a private copy.
+    const String original("a.b.c");
+    String copy(original), other(original), reversed(original), withZero("x\0x", 0, 0, 3), empty;
     EXPECT_EQ(2u, ReplaceChar(copy, '.', '/'));
-    EXPECT_STREQ("a/b/c", copy.c_str());
-    String other(original);
     EXPECT_EQ(5u, ReplaceChars(other, "abc.", '-'));
-    EXPECT_STREQ("-----", other.c_str());
-    String reversed(original);
     Inverse(reversed);
-    EXPECT_STREQ("c.b.a", reversed.c_str());
-    EXPECT_STREQ("a.b.c", original.c_str());  // every change went to a private copy
-    String withZero("x\0x", 0, 0, 3);
     EXPECT_EQ(1u, ReplaceChar(withZero, 0, 'y'));  // over the whole length
-    EXPECT_STREQ("xyx", withZero.c_str());
-    String empty;
+    EXPECT_EQ("a/b/c ----- c.b.a xyx a.b.c", Text(copy + " " + other + " " + reversed + " " + withZero + " " + original));
     const unsigned long blocks = StringBlocks();
     EXPECT_EQ(0u, ReplaceChars(empty, "ab", 'x') + ReplaceChar(empty, 'a', 'x'));
     EXPECT_EQ(blocks, StringBlocks());
 
-    char odd[] = "abc", even[] = "abcd", one[] = "a";
-    Inverse(odd);
-    Inverse(even);
-    Inverse(one);
-    EXPECT_STREQ("cba", odd);
-    EXPECT_STREQ("dcba", even);
-    EXPECT_STREQ("a", one);
-
-    String padded(" \t x y \t ");
-    String start(padded), end(padded);
+    String padded(" \t x y \t "), start(padded), end(padded);
     EXPECT_EQ(3u, Trim(padded));
     EXPECT_EQ(6u, TrimStart(start));
-    EXPECT_STREQ("x y \t ", start.c_str());
     EXPECT_EQ(6u, TrimEnd(end));
-    EXPECT_STREQ(" \t x y", end.c_str());
+    EXPECT_EQ("x y|x y \t | \t x y", Text(padded + "|" + start + "|" + end));
 }
 
 TEST(TextHelpers, SizesAndDates)
 {
     NoLeak noLeak;
-    const struct {
-        unsigned long size;
-        const char* text;
-    } sizes[] = {{999, "999 B"},       {1000, "1 kB"},       {1999, "1 kB"},
-                 {999999, "999 kB"},   {1000000, "1.0 MB"}, {1999999, "1.9 MB"}};
-    for (const auto& s : sizes)
-        EXPECT_STREQ(s.text, GetStringFileSize(s.size).c_str());
-
-    const struct {
-        double size;
-        const char* text;
-    } bytes[] = {{1023, "1023.00 B"},        {1024, "1.00 KB"},           {1536, "1.50 KB"},
-                 {1048576, "1.00 MB"},      {1048575.999, "1024.00 KB"}, {2147483648.0, "2.00 GB"},
-                 {-5, "-5.00 B"},           {1e21, "931322574615.48 GB"}};
-    for (const auto& b : bytes)
-        EXPECT_STREQ(b.text, ByteSizeToString(b.size).c_str());
-
-    EXPECT_STREQ("05/03/1998", GetDateString((18 << 9) | (3 << 5) | 5).c_str());
-    EXPECT_STREQ("31/12/2107", GetDateString((127 << 9) | (12 << 5) | 31).c_str());
-    EXPECT_STREQ("29/02/2000", GetDateString((20 << 9) | (2 << 5) | 29).c_str());
-    EXPECT_STREQ("", GetDateString(0).c_str());
-    EXPECT_STREQ("", GetDateString((21 << 9) | (4 << 5) | 31).c_str());
+    const std::pair<String, const char*> cases[] = {
+        {GetStringFileSize(999), "999 B"}, {GetStringFileSize(1000), "1 kB"}, {GetStringFileSize(1999), "1 kB"},
+        {GetStringFileSize(999999), "999 kB"}, {GetStringFileSize(1000000), "1.0 MB"},
+        {GetStringFileSize(1999999), "1.9 MB"},
+        {ByteSizeToString(1023), "1023.00 B"}, {ByteSizeToString(1024), "1.00 KB"},
+        {ByteSizeToString(1536), "1.50 KB"}, {ByteSizeToString(1048576), "1.00 MB"},
+        {ByteSizeToString(1048575.999), "1024.00 KB"}, {ByteSizeToString(2147483648.0), "2.00 GB"},
+        {ByteSizeToString(-5), "-5.00 B"}, {ByteSizeToString(1e21), "931322574615.48 GB"},
+        {GetDateString((18 << 9) | (3 << 5) | 5), "05/03/1998"}, {GetDateString((127 << 9) | (12 << 5) | 31), "31/12/2107"},
+        {GetDateString((20 << 9) | (2 << 5) | 29), "29/02/2000"}, {GetDateString(0), ""},
+        {GetDateString((21 << 9) | (4 << 5) | 31), ""},
+    };
+    for (const auto& [got, expected] : cases)
+        EXPECT_EQ(expected, Text(got));
 }
