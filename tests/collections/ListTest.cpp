@@ -24,101 +24,59 @@ struct Item : TListElement {
     ~Item() override { --liveItems; }
     int Compare(const CollectionElement& other, int mode) const override
     {
-        ++compareCalls;
-        if (throwAfterCompares >= 0 && throwAfterCompares-- == 0)
+        if (++compareCalls, throwAfterCompares >= 0 && throwAfterCompares-- == 0)
             throw std::runtime_error("compare");
-        const int o = static_cast<const Item&>(other).value;
-        const int c = value < o ? -1 : value > o ? 1 : 0;
+        const int o = static_cast<const Item&>(other).value, c = value < o ? -1 : value > o ? 1 : 0;
         return mode == 1 ? -c : c;  // mode 1 orders backwards
     }
-    CollectionElement* CreateClone(const void* context) const override
-    {
-        return context ? nullptr : new Item(value, id + 1000);
-    }
+    CollectionElement* CreateClone(const void* context) const override { return context ? nullptr : new Item(value, id + 1000); }
     int value, id;
 };
-
 typedef std::vector<Item*> Items;
 
-// The pointer list learns about Items through its three functions.
-int CompareItems(const void* a, const void* b)
-{
-    return static_cast<const Item*>(a)->Compare(*static_cast<const Item*>(b), 0);
-}
-void DeleteItem(void* p)
-{
-    delete static_cast<Item*>(p);
-}
-void* CloneItem(const void* p, const void* context)
-{
-    return static_cast<const Item*>(p)->CreateClone(context);
-}
-
 // What differs between the families, so that one test can drive both.
+int CompareItems(const void* a, const void* b) { return static_cast<const Item*>(a)->Compare(*static_cast<const Item*>(b), 0); }
+void DeleteItem(void* p) { delete static_cast<Item*>(p); }
+void* CloneItem(const void* p, const void* context) { return static_cast<const Item*>(p)->CreateClone(context); }
 void Equip(TDoubleList&) {}
-void Equip(TDoubleListOfPtr& list)
-{
-    list.SetComparer(CompareItems);
-    list.SetDeleter(DeleteItem);
-    list.SetCloner(CloneItem);
-}
-Item* I(void* p)
-{
-    return static_cast<Item*>(p);
-}
-Item* I(TListElement* p)
-{
-    return static_cast<Item*>(p);
-}
-const TListElement& Key(const TDoubleList&, const Item& key)
-{
-    return key;
-}
-const void* Key(const TDoubleListOfPtr&, const Item& key)
-{
-    return &key;
-}
-void SplitAt(TDoubleList& list, TDoubleList& tail, Item* from)
-{
-    list.Split(tail, *from);
-}
-void SplitAt(TDoubleListOfPtr& list, TDoubleListOfPtr& tail, Item* from)
-{
-    list.Split(tail, *list.FindNode(from));
-}
+void Equip(TDoubleListOfPtr& list) { list.SetComparer(CompareItems), list.SetDeleter(DeleteItem), list.SetCloner(CloneItem); }
+Item* I(const void* p) { return static_cast<Item*>(const_cast<void*>(p)); }
+Item* I(const TListElement* p) { return static_cast<Item*>(const_cast<TListElement*>(p)); }
+Item* I(const TListNode* n) { return I(n->element); }
+const TListElement& Key(const TDoubleList&, const Item& key) { return key; }
+const void* Key(const TDoubleListOfPtr&, const Item& key) { return &key; }
+void SplitAt(TDoubleList& list, TDoubleList& tail, Item* from) { list.Split(tail, *from); }
+void SplitAt(TDoubleListOfPtr& list, TDoubleListOfPtr& tail, Item* from) { list.Split(tail, *list.FindNode(from)); }
+const TListElement* Next(const TListElement* e) { return e->GetNext(); }
+const TListElement* Prev(const TListElement* e) { return e->GetPrev(); }
+const TListNode* Next(const TListNode* n) { return n->next; }
+const TListNode* Prev(const TListNode* n) { return n->prev; }
 
 // The elements in order, after a check of every invariant of the links: ends, both
 // directions and the count.
 template <class Node>
-Items Walk(const Node* first, const Node* last, int count, Node* (*next)(const Node*), Node* (*prev)(const Node*),
-           Item* (*element)(const Node*))
+Items Walk(const Node* first, const Node* last, int count)
 {
     Items items;
-    EXPECT_EQ(first == nullptr, last == nullptr);
-    EXPECT_EQ(count == 0, first == nullptr);
-    if (first && (prev(first) || next(last)))
-        ADD_FAILURE() << "open ends";
-    for (const Node* n = first; n && static_cast<int>(items.size()) <= count; n = next(n)) {
-        items.push_back(element(n));
-        if (next(n) ? prev(next(n)) != n : n != last)
-            ADD_FAILURE() << "broken link at " << items.size();
+    EXPECT_TRUE(count ? first && !Prev(first) && !Next(last) : !first && !last) << "ends";
+    for (const Node* n = first; n && static_cast<int>(items.size()) <= count; n = Next(n)) {
+        items.push_back(I(n));
+        EXPECT_TRUE(Next(n) ? Prev(Next(n)) == n : n == last) << "link at " << items.size();
     }
     EXPECT_EQ(count, static_cast<int>(items.size()));
     return items;
 }
-Items Walk(const TDoubleList& l)
-{
-    return Walk<TListElement>(
-        l.GetFirst(), l.GetLast(), l.GetCount(), [](const TListElement* e) { return e->GetNext(); },
-        [](const TListElement* e) { return e->GetPrev(); }, [](const TListElement* e) { return I(const_cast<TListElement*>(e)); });
-}
-Items Walk(const TDoubleListOfPtr& l)
-{
-    return Walk<TListNode>(
-        l.GetFirstNode(), l.GetLastNode(), l.GetCount(), [](const TListNode* n) { return n->next; },
-        [](const TListNode* n) { return n->prev; }, [](const TListNode* n) { return I(n->element); });
-}
+Items Walk(const TDoubleList& l) { return Walk(l.GetFirst(), l.GetLast(), l.GetCount()); }
+Items Walk(const TDoubleListOfPtr& l) { return Walk<TListNode>(l.GetFirstNode(), l.GetLastNode(), l.GetCount()); }
 
+template <class L>
+std::vector<int> Ids(const L& list, bool values = false)
+{
+    std::vector<int> ids;
+    for (const Item* e : Walk(list))
+        ids.push_back(values ? e->value : e->id);
+    return ids;
+}
 std::vector<int> Ids(const Items& items)
 {
     std::vector<int> ids;
@@ -126,31 +84,13 @@ std::vector<int> Ids(const Items& items)
         ids.push_back(e->id);
     return ids;
 }
-template <class L>
-std::vector<int> Ids(const L& list)
-{
-    return Ids(Walk(list));
-}
 
-// The list's shuffle as a model: the pointer list exchanges elements along its nodes from
-// the last one down; the element list swaps elements and goes on from the one that stood
-// before the last one swapped.
-void ModelShuffle(Items& m, int seed, bool links)
+template <class L>
+Items Fill(L& list, std::initializer_list<int> values)
 {
-    TRandomizer random(seed);
-    const size_t n = m.size();
-    Item* w = n > 1 ? m.back() : nullptr;
-    for (size_t i = 0; i < n && w; ++i) {
-        const size_t r = random.Get(n - i);
-        if (!links) {
-            std::swap(m[r], m[n - 1 - i]);
-            continue;
-        }
-        const size_t at = std::find(m.begin(), m.end(), w) - m.begin();
-        Item* next = at ? m[at - 1] : nullptr;
-        std::swap(m[r], m[at]);
-        w = next;
-    }
+    for (int v : values)
+        list.Append(new Item(v, list.GetCount()));
+    return Walk(list);
 }
 
 // Random operations on an owning list of either family against a vector of its elements.
@@ -159,51 +99,35 @@ void RunAgainstModel(int seed)
 {
     constexpr bool links = std::is_same_v<L, TDoubleList>;
     TRandomizer random(seed);
-    L list(1);
-    Equip(list);
+    L list(1), other(1);
+    Equip(list), Equip(other);
     Items m;
     bool sortedFlag = false;
     int nextId = 0;
     auto fresh = [&] { return new Item(static_cast<int>(random.Get(12)), nextId++); };
     auto pick = [&] { return m[random.Get(m.size())]; };
     auto at = [&](const Item* e) { return std::find(m.begin(), m.end(), e); };
-    auto firstGreater = [&](Items& v, const Item* e) {
-        return std::find_if(v.begin(), v.end(), [&](const Item* x) { return e->value < x->value; });
-    };
+    auto firstGreater = [&](const Item* e) { return std::find_if(m.begin(), m.end(), [&](auto x) { return e->value < x->value; }); };
+    auto firstEqual = [&](int v) { return std::find_if(m.begin(), m.end(), [&](auto x) { return x->value == v; }); };
     for (int step = 0; step < 3000; ++step) {
-        unsigned long op = m.empty() ? random.Get(3) : m.size() > 40 ? 3 : random.Get(14);
+        const unsigned long op = m.empty() ? 0 : m.size() > 40 ? 1 : random.Get(12), how = random.Get(5);
         switch (op) {
-        case 0: {
-            Item* e = fresh();
-            if (random.Get(2)) {
-                list.Append(e);
-                m.push_back(e);
-            } else {
-                list.Prepend(e);
-                m.insert(m.begin(), e);
-            }
+        case 0: {  // beside an element (null: at the other end), at an end, or in order
+            Item *e = fresh(), *where = m.empty() || random.TrueEvery(4) ? nullptr : pick();
+            const auto place = how == 0   ? (where ? at(where) + 1 : m.begin())
+                               : how == 1 ? m.begin()
+                               : how == 2 ? (where ? at(where) : m.end())
+                               : how == 3 ? m.end()
+                                          : firstGreater(e);
+            how == 0   ? list.InsertAfter(e, where)
+            : how == 1 ? list.Prepend(e)
+            : how == 2 ? list.InsertBefore(e, where)
+            : how == 3 ? list.Append(e)
+                       : list.InsertInSortedList(e);
+            m.insert(place, e);
             break;
         }
         case 1: {
-            Item* e = fresh();
-            Item* where = m.empty() || random.TrueEvery(4) ? nullptr : pick();
-            if (random.Get(2)) {
-                list.InsertAfter(e, where);
-                m.insert(where ? at(where) + 1 : m.begin(), e);
-            } else {
-                list.InsertBefore(e, where);
-                m.insert(where ? at(where) : m.end(), e);
-            }
-            break;
-        }
-        case 2: {
-            Item* e = fresh();
-            list.InsertInSortedList(e);
-            m.insert(firstGreater(m, e), e);
-            break;
-        }
-        case 3: {
-            const unsigned long how = random.Get(5);
             Item* e = how == 0 ? pick() : how % 2 ? m.front() : m.back();
             if (how > 2) {
                 how == 3 ? list.DeleteFirst() : list.DeleteLast();  // the owning list deletes it
@@ -214,13 +138,13 @@ void RunAgainstModel(int seed)
             m.erase(at(e));
             break;
         }
-        case 4: {
+        case 2: {
             Item *a = pick(), *b = pick();
             list.Swap(a, b);
             std::iter_swap(at(a), at(b));
             break;
         }
-        case 5: {
+        case 3: {
             Item *a = pick(), *b = pick();
             list.Rotate(a, b);
             if (a != b) {
@@ -230,123 +154,114 @@ void RunAgainstModel(int seed)
             }
             break;
         }
-        case 6:
-            list.Reverse();
-            std::reverse(m.begin(), m.end());
-            break;
-        case 7: {
+        case 4: {
             Item *old = pick(), *e = fresh();
             ASSERT_EQ(e, I(list.Replace(old, e)));
             *at(old) = e;
+            list.Reverse();
+            std::reverse(m.begin(), m.end());
             break;
         }
-        case 8:
+        case 5:
             list.Sort();
-            std::stable_sort(m.begin(), m.end(), [](const Item* a, const Item* b) { return a->value < b->value; });
+            std::stable_sort(m.begin(), m.end(), [](auto a, auto b) { return a->value < b->value; });
             sortedFlag = true;
             break;
-        case 9: {
-            L tail(1);
-            Equip(tail);
+        case 6: {
             Item* from = pick();
-            SplitAt(list, tail, from);
-            Items rest(at(from), m.end());
+            SplitAt(list, other, from);
+            const Items rest(at(from), m.end());
             m.erase(at(from), m.end());
-            ASSERT_EQ(rest, Walk(tail));
-            Item* before = m.empty() || random.TrueEvery(3) ? nullptr : pick();
-            list.Absorb(tail, before);
+            ASSERT_EQ(Ids(rest), Ids(other));
+            Item* before = m.empty() || how == 4 ? nullptr : pick();
+            list.Absorb(other, before);
             m.insert(before ? at(before) : m.end(), rest.begin(), rest.end());
-            ASSERT_TRUE(tail.IsEmpty());
             break;
         }
-        case 10: {
+        case 7: {
             // Both flags set: a merge in which this list's equals stay ahead, whatever the
             // order of either. Otherwise each new element finds its place alone.
             L source(1);
             Equip(source);
-            Items added;
-            for (int n = static_cast<int>(random.Get(6)); n > 0; --n)
-                added.push_back(I(source.Append(fresh())));
-            const bool merge = sortedFlag && random.Get(2);
-            if (merge) {
+            for (int n = static_cast<int>(how); n > 0; --n)
+                source.Append(fresh());
+            const bool merge = sortedFlag && how % 2;
+            if (merge)
                 source.Sort();
-                added = Walk(source);
-                Items merged;
-                auto t = m.begin();
-                for (Item* s : added) {
-                    for (; t != m.end() && (*t)->value <= s->value; ++t)
-                        merged.push_back(*t);
-                    merged.push_back(s);
+            Items merged;
+            auto t = m.begin();
+            for (Item* s : Walk(source)) {
+                if (!merge) {
+                    m.insert(firstGreater(s), s);
+                    continue;
                 }
-                merged.insert(merged.end(), t, m.end());
-                m = merged;
-            } else {
-                for (Item* s : added)
-                    m.insert(firstGreater(m, s), s);
+                for (; t != m.end() && (*t)->value <= s->value; ++t)
+                    merged.push_back(*t);
+                merged.push_back(s);
             }
+            if (merge)
+                merged.insert(merged.end(), t, m.end()), m = merged;
             list.AbsorbAndSort(source);
-            ASSERT_TRUE(source.IsEmpty() && !source.GetFirst());
+            ASSERT_TRUE(source.IsEmpty());
             break;
         }
-        case 11: {
+        case 8: {
             Item* e = fresh();
-            auto equal = std::find_if(m.begin(), m.end(), [&](const Item* x) { return x->value == e->value; });
-            Item* expected = equal == m.end() ? e : *equal;
+            Item* expected = firstEqual(e->value) == m.end() ? e : *firstEqual(e->value);
             ASSERT_EQ(expected, I(list.AddUnique(e)));  // an owning list deletes the duplicate
             if (expected == e)
                 m.push_back(e);
-            ASSERT_EQ(m.size(), static_cast<size_t>(liveItems));
             break;
         }
-        case 12: {
-            const int shuffleSeed = static_cast<int>(random.Get(1000)) + 1;
+        case 9: {
+            // The element list swaps elements and goes on from the one that stood before the
+            // last one swapped; the pointer list exchanges elements along its nodes.
+            const int shuffleSeed = static_cast<int>(how) + step;
             list.Shuffle(shuffleSeed);
-            ModelShuffle(m, shuffleSeed, links);
+            TRandomizer r(shuffleSeed);
+            for (size_t i = 0, n = m.size(), w = n - 1; n > 1 && i < n && w != size_t(-1); ++i) {
+                const size_t k = r.Get(n - i), before = w - 1;
+                std::swap(m[k], m[w]);
+                w = links ? (k == before ? w : before) : n - 2 - i;
+            }
             break;
         }
         default: {
             const Item key(static_cast<int>(random.Get(13)), -1);
-            auto equal = std::find_if(m.begin(), m.end(), [&](const Item* x) { return x->value == key.value; });
+            auto equal = firstEqual(key.value);
             ASSERT_EQ(equal == m.end() ? nullptr : *equal, I(list.FindEqual(Key(list, key))));
             ASSERT_EQ(equal == m.end() ? -1 : equal - m.begin(), list.FindIndexOfEqual(Key(list, key)));
             if constexpr (links) {
                 // The nearest values, the first in list order among equals.
                 const Item *smaller = nullptr, *greater = nullptr, *least = m[0], *most = m[0];
                 for (const Item* x : m) {
-                    if (x->value < key.value && (!smaller || x->value > smaller->value))
-                        smaller = x;
-                    if (x->value > key.value && (!greater || x->value < greater->value))
-                        greater = x;
+                    smaller = x->value < key.value && (!smaller || x->value > smaller->value) ? x : smaller;
+                    greater = x->value > key.value && (!greater || x->value < greater->value) ? x : greater;
                     least = x->value < least->value ? x : least;
                     most = x->value > most->value ? x : most;
                 }
                 const Item* exact = equal == m.end() ? nullptr : *equal;
-                ASSERT_EQ(smaller, I(list.FindClosestSmaller(key)));
+                ASSERT_TRUE(smaller == I(list.FindClosestSmaller(key)) && greater == I(list.FindClosestGreater(key)));
                 ASSERT_EQ(exact ? exact : smaller, I(list.FindEqualOrSmaller(key)));
-                ASSERT_EQ(greater, I(list.FindClosestGreater(key)));
                 ASSERT_EQ(exact ? exact : greater, I(list.FindEqualOrGreater(key)));
                 ASSERT_TRUE(least == I(list.FindSmallest()) && most == I(list.FindGreatest()));
             }
             if (equal == m.end()) {
                 ASSERT_EQ(0, list.DeleteEqual(Key(list, key)) + list.DetachEqual(Key(list, key)));
-            } else if (random.Get(2)) {
+            } else if (how < 2) {
                 Item* gone = *equal;
-                if (random.Get(2)) {
-                    ASSERT_EQ(1, list.DeleteEqual(Key(list, key)));
-                } else {
-                    ASSERT_EQ(1, list.DetachEqual(Key(list, key)));
-                    delete gone;
-                }
+                ASSERT_EQ(1, how ? list.DeleteEqual(Key(list, key)) : list.DetachEqual(Key(list, key)));
                 m.erase(equal);
+                if (!how)
+                    delete gone;
             }
         }
         }
         ASSERT_EQ(Ids(m), Ids(list)) << "seed " << seed << " step " << step << " op " << op;
-        ASSERT_EQ(static_cast<int>(m.size()), liveItems);
-        ASSERT_EQ(std::is_sorted(m.begin(), m.end(), [](auto a, auto b) { return a->value < b->value; }),
-                  list.IsSorted() != 0);
+        ASSERT_TRUE(other.IsEmpty() && static_cast<int>(m.size()) == liveItems);
+        ASSERT_EQ(std::is_sorted(m.begin(), m.end(), [](auto a, auto b) { return a->value < b->value; }), !!list.IsSorted());
         ASSERT_EQ(std::is_sorted(m.begin(), m.end(), [](auto a, auto b) { return a->value > b->value; }),
-                  list.IsSortedBackwards() != 0);
+                  !!list.IsSortedBackwards());
         if (!m.empty()) {
             ASSERT_EQ(m[m.size() / 2], I(list.Element(static_cast<int>(m.size() / 2))));
             ASSERT_EQ(static_cast<int>(m.size() / 2), list.FindIndexOfMember(Key(list, *m[m.size() / 2])));
@@ -366,39 +281,17 @@ TEST(Lists, BothFamiliesAgreeWithAModel)
 }
 
 namespace {
-
 struct ProbeList : TList<Item> {
-    explicit ProbeList(int shouldDelete = 1) : TList<Item>(shouldDelete) {}
     int SortedFlag() const { return HasListSortedFlag(); }
 };
-
-template <class L>
-Items Fill(L& list, std::initializer_list<int> values)
-{
-    for (int v : values)
-        list.Append(new Item(v, list.GetCount()));
-    return Walk(list);
-}
-
-template <class L>
-std::vector<int> Values(const L& list)
-{
-    std::vector<int> values;
-    for (const Item* e : Walk(list))
-        values.push_back(e->value);
-    return values;
-}
-
 }  // namespace
 
 TEST(DoubleList, EdgeCasesCopiesAndOwnership)
 {
-    ProbeList list, copy;
-    EXPECT_TRUE(!list.Pop() && !list.DetachLast() && !list.Detach(nullptr) && !list.Element(0) && list.IsSorted());
-    EXPECT_EQ(nullptr, list.AddUnique(nullptr));
+    ProbeList list, copy, empty;
+    EXPECT_TRUE(!list.Pop() && !list.DetachLast() && !list.Detach(nullptr) && !list.Element(0) && !list.AddUnique(nullptr));
     list.Shuffle(1);
     list.DeleteFirst();
-    list.DeleteLast();
     list.Delete(nullptr);
     list.Sort();
     EXPECT_EQ(1, list.SortedFlag()) << "Sort of an empty list sets the flag";
@@ -422,7 +315,7 @@ TEST(DoubleList, EdgeCasesCopiesAndOwnership)
     copy.Insert(copy, copy.GetLast(), nullptr);
     copy += list;
     copy.Append(list, &liveItems);
-    EXPECT_EQ((std::vector<int>{3, 1, 3, 1, 2, 2, 3, 1, 2}), Values(copy));
+    EXPECT_EQ((std::vector<int>{3, 1, 3, 1, 2, 2, 3, 1, 2}), Ids(copy, true));
     EXPECT_TRUE(AreEqual(list, list, 0) && !AreEqual(list, copy, 0));
     copy.Assign(list, nullptr);
     EXPECT_TRUE(AreEqual(list, copy, 0));
@@ -432,28 +325,25 @@ TEST(DoubleList, EdgeCasesCopiesAndOwnership)
     copy.Append(new Item(1, 8));
     copy.Sort();
     EXPECT_EQ((std::vector<int>{9, 1000, 1001, 8}), Ids(copy)) << "backwards, equals in order";
-    // A Compare that throws leaves every element in a valid list.
-    for (int after : {0, 1, 7, 50, 400}) {
-        TList<Item> victim;
-        TRandomizer random(after + 1);
-        for (int i = 0; i < 100; ++i)
-            victim.Append(new Item(static_cast<int>(random.Get(30)), i));
-        throwAfterCompares = after;
-        EXPECT_THROW(victim.Sort(), std::runtime_error);
-        throwAfterCompares = -1;
-        std::vector<int> ids = Ids(victim), all(100);
-        std::sort(ids.begin(), ids.end());
-        for (int i = 0; i < 100; ++i)
-            all[i] = i;
-        EXPECT_EQ(all, ids);
-    }
     // Into an empty sorted list from a sorted list: no comparison at all.
-    ProbeList empty;
     empty.Sort();
-    copy.Sort();
     const long before = compareCalls;
     empty.AbsorbAndSort(copy);
     EXPECT_TRUE(before == compareCalls && empty.GetCount() == 4 && copy.IsEmpty());
+    // A Compare that throws leaves every element in a valid list.
+    for (int after : {0, 1, 7, 50, 400}) {
+        TRandomizer random(after + 1);
+        for (int i = 0; i < 100; ++i)
+            copy.Append(new Item(static_cast<int>(random.Get(30)), i));
+        throwAfterCompares = after;
+        EXPECT_THROW(copy.Sort(), std::runtime_error);
+        throwAfterCompares = -1;
+        std::vector<int> ids = Ids(copy);
+        std::sort(ids.begin(), ids.end());
+        for (int i = 0; i < 100; ++i)
+            ASSERT_EQ(i, ids[i]);
+        copy.DeleteAll();
+    }
 
     // A non-owning list deletes nothing: not on Replace, Clear, Assign or at its end.
     Item a(1, 0), b(2, 1), c(3, 2);
@@ -475,8 +365,7 @@ TEST(DoubleList, EdgeCasesCopiesAndOwnership)
     // A walk that deletes the element it was given still visits all.
     auto isOne = [](const CollectionElement& e, const void*) { return static_cast<const Item&>(e).value == 1 ? 1 : 0; };
     Fill(list, {1, 5});
-    EXPECT_EQ(it[1], list.FindFirstThat(isOne, nullptr));
-    EXPECT_EQ(3, list.FindLastThat(isOne, nullptr)->id);
+    EXPECT_TRUE(list.FindFirstThat(isOne, nullptr) == it[1] && list.FindLastThat(isOne, nullptr)->id == 3);
     list.ForEach([](CollectionElement& e, void* l) { static_cast<TList<Item>*>(l)->Delete(&static_cast<Item&>(e)); }, &list);
     empty.Clear();
     EXPECT_TRUE(list.IsEmpty() && liveItems == 3);
@@ -491,8 +380,7 @@ TEST(DoubleList, SortSplitAbsorbAllocateNothingAndStringItems)
         TRandomizer random(3);
         for (int i = 0; i < 2000; ++i) {
             String s;
-            random.SetString(s, 0, 6, "abcXYZ");
-            (i % 2 ? list : other).Append(new Text(s));
+            (i % 2 ? list : other).Append(new Text(random.SetString(s, 0, 6, "abcXYZ")));
         }
         const unsigned long stringBytes = _stringHeap->GetBytesInUse(), used = NH_Heap::Default().GetBlocksInUse();
         list.Sort();
@@ -504,8 +392,7 @@ TEST(DoubleList, SortSplitAbsorbAllocateNothingAndStringItems)
         list.Shuffle(4);
         list.Sort();
         EXPECT_TRUE(list.IsSorted() && list.GetCount() == 2000);
-        EXPECT_EQ(stringBytes, _stringHeap->GetBytesInUse());
-        EXPECT_EQ(used, NH_Heap::Default().GetBlocksInUse());
+        EXPECT_TRUE(stringBytes == _stringHeap->GetBytesInUse() && used == NH_Heap::Default().GetBlocksInUse());
 
         // Mode 0 compares unsigned bytes, zero bytes included; any other mode ignores case.
         list.DeleteAll();
@@ -517,7 +404,7 @@ TEST(DoubleList, SortSplitAbsorbAllocateNothingAndStringItems)
         for (Text* t = list.GetFirst(); t; t = list.GetNext(t))
             order += std::string(t->c_str()) + " ";
         EXPECT_EQ("Alpha alp alpha beta \xE9t\xE9 ", order);
-        Text key("ALPHA");
+        const Text key("ALPHA");
         EXPECT_EQ(nullptr, list.FindEqual(key));
         list.SetCompareMode(1);
         EXPECT_STREQ("Alpha", list.FindEqual(key)->c_str());
@@ -553,39 +440,28 @@ TEST(DoubleListOfPtr, NodesDuplicatesAndFunctions)
     list.Append(nullptr);
     list.Prepend(nullptr);
     EXPECT_TRUE(list.Pop() == nullptr && list.DetachLast() == nullptr && list.GetCount() == 2);
-    Item stranger(9, 9);
+    Item stranger(9, 9), twin(9, 10);
     EXPECT_TRUE(!list.Detach(&stranger) && !list.GetNext(&stranger) && !list.Replace(&stranger, it[0]));
     list.Delete(&stranger);
-    EXPECT_EQ(3, liveItems);
+    EXPECT_EQ(4, liveItems);
 
     // Swap, Replace and Shuffle keep the nodes and exchange elements; Rotate moves an element
-    // to a new node; Sort relinks the nodes.
+    // to a new node.
     Fill(list, {0, 3});
-    std::vector<TListNode*> nodes;
-    for (int i = 0; i < 4; ++i)
-        nodes.push_back(list.FindNode(i));
+    const TListNode* nodes[] = {list.FindNode(0), list.FindNode(1), list.FindNode(2), list.FindNode(3)};
     list.Swap(list.Element(0), list.Element(3));
     list.Shuffle(42);
     Item* fresh = new Item(5, 5);
     list.Replace(it[1], fresh);
-    EXPECT_EQ(liveItems, 4 + 1);
+    EXPECT_EQ(liveItems, 4 + 2);
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(nodes[i], list.FindNode(i));
-    TListNode* moved = list.FindNode(fresh);
     list.Rotate(fresh, list.GetFirst() == fresh ? list.GetLast() : list.GetFirst());
-    EXPECT_NE(moved, list.FindNode(fresh));
-    Items order = Walk(list);
-    std::stable_sort(order.begin(), order.end(), [](const Item* a, const Item* b) { return a->value < b->value; });
-    nodes.clear();
-    for (Item* e : order)
-        nodes.push_back(list.FindNode(e));
-    list.Sort();
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(nodes[i], list.FindNode(i));
-    EXPECT_EQ(std::vector<int>({0, 1, 3, 5}), Values(list));
+    EXPECT_EQ(nodes + 4, std::find(nodes, nodes + 4, list.FindNode(fresh))) << "the moved element gets a new node";
 
     // Copies take the function pointers; operator= keeps the destination's; AreEqual asks
     // the first list's comparer only.
+    list.Sort();
     TDoubleListOfPtr copy(list);
     EXPECT_TRUE(copy.GetDeleter() == DeleteItem && copy.GetCloner() == CloneItem && AreEqual(copy, list));
     static int secondComparer = 0;
@@ -600,7 +476,7 @@ TEST(DoubleListOfPtr, NodesDuplicatesAndFunctions)
     // Copies of itself, before one of its own elements.
     copy.Insert(copy, copy.Element(1), nullptr);
     copy += list;
-    EXPECT_EQ(std::vector<int>({0, 0, 1, 3, 5, 1, 3, 5, 0, 1, 3, 5}), Values(copy));
+    EXPECT_EQ(std::vector<int>({0, 0, 1, 3, 5, 1, 3, 5, 0, 1, 3, 5}), Ids(copy, true));
 
     // Without a cloner a non-owning list takes the pointers and an owning one takes nothing;
     // without a comparer elements equal only themselves; without a deleter nothing is deleted.
@@ -609,20 +485,17 @@ TEST(DoubleListOfPtr, NodesDuplicatesAndFunctions)
     other.Clear();
     other.Add(plain, nullptr);
     EXPECT_TRUE(borrowing.GetFirst() == &stranger && other.IsEmpty());
-    Item twin(9, 10);
     plain.Append(&twin);
     EXPECT_TRUE(plain.FindEqual(&twin) == &twin && plain.AddUnique(&stranger) == &stranger);
     plain.Sort();
     plain.ShouldDeleteElements(1);
     plain.DeleteAll();
     EXPECT_EQ(2 + 4 + 12, liveItems);
-    // A non-owning list destroyed with elements frees its nodes and leaves the elements.
-    for (void* e : {copy.GetFirst(), copy.GetLast()})
-        borrowing.Append(e);
-    // A walk that deletes the element it was given still visits all.
-    auto isOne = [](const void* e, const void*) { return static_cast<const Item*>(e)->value == 1 ? 1 : 0; };
-    EXPECT_EQ(copy.Element(2), copy.FindFirstThat(isOne, nullptr));
-    EXPECT_EQ(copy.Element(9), copy.FindLastThat(isOne, nullptr));
+    // A non-owning list destroyed with elements frees its nodes and leaves the elements; a
+    // walk that deletes the element it was given still visits all.
+    borrowing.Append(copy.GetFirst());
+    auto isOne = [](const void* e, const void*) { return I(e)->value == 1 ? 1 : 0; };
+    EXPECT_TRUE(copy.FindFirstThat(isOne, nullptr) == copy.Element(2) && copy.FindLastThat(isOne, nullptr) == copy.Element(9));
     copy.ForEach([](void* e, void* l) { static_cast<TDoubleListOfPtr*>(l)->Delete(e); }, &copy);
     EXPECT_TRUE(copy.IsEmpty() && liveItems == 2 + 4);
 }
