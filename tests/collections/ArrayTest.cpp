@@ -15,22 +15,15 @@ namespace {
 // The log records whether each Compare had the key on its left.
 struct Item : CollectionElement {
     explicit Item(int value, int id = 0) : value(value), id(id) { ++live; }
-    ~Item() override
-    {
-        --live;
-        deaths.push_back(id);
-    }
+    ~Item() override { --live, deaths.push_back(id); }
     int Compare(const CollectionElement& other, int mode) const override
     {
-        keyOnLeft.push_back(this == key);
-        const int b = static_cast<const Item&>(other).value;
-        const int c = value < b ? -1 : value > b ? 1 : 0;
-        return mode == 1 ? -c : c;
+        const int b = static_cast<const Item&>(other).value, c = value < b ? -1 : value > b ? 1 : 0;
+        return keyOnLeft.push_back(this == key), mode == 1 ? -c : c;
     }
     CollectionElement* CreateClone(const void* context) const override
     {
-        lastContext = context;
-        if (clonesBeforeFailure-- == 0)
+        if (lastContext = context, clonesBeforeFailure-- == 0)
             throw std::runtime_error("clone failed");
         return new Item(value, id + 1000);
     }
@@ -44,13 +37,8 @@ struct Item : CollectionElement {
 // Every test ends with no element alive and no heap block left behind.
 class ArrayTest : public ::testing::Test {
 protected:
-    void SetUp() override { blocksBefore = NH_Heap::Default().GetBlocksInUse(); }
-    void TearDown() override
-    {
-        EXPECT_EQ(Item::live, 0);
-        EXPECT_EQ(NH_Heap::Default().GetBlocksInUse(), blocksBefore);
-    }
-    unsigned long blocksBefore = 0;
+    void TearDown() override { EXPECT_TRUE(Item::live == 0 && NH_Heap::Default().GetBlocksInUse() == blocksBefore); }
+    unsigned long blocksBefore = NH_Heap::Default().GetBlocksInUse();
 };
 
 void AddValues(TArrayBase& array, std::initializer_list<int> values)
@@ -63,7 +51,7 @@ std::vector<int> Values(const TArrayBase& array, bool ids = false)
 {
     std::vector<int> values;
     for (int i = 0; i < array.GetCount(); ++i)
-        values.push_back(ids ? static_cast<const Item&>(array[i]).id : static_cast<const Item&>(array[i]).value);
+        values.push_back(ids ? static_cast<Item&>(array[i]).id : static_cast<Item&>(array[i]).value);
     return values;
 }
 
@@ -79,9 +67,7 @@ TEST_F(ArrayTest, EdgeCasesAndOwnership)
     AddValues(array, {4});
     EXPECT_TRUE(array.LinearFindGreatest(&index) == &array[0] && index == 0);
     AddValues(array, {1, 3, 5, 9, 7});
-    array.LinearFindGreatest(&index);
-    EXPECT_EQ(index, 4);
-    EXPECT_EQ(array.LinearFindEqualOrSmaller(Item(7), &index), &array[5]);
+    EXPECT_TRUE(array.LinearFindGreatest(&index) == &array[4] && array.LinearFindEqualOrSmaller(Item(7)) == &array[5]);
     for (int i = 0; i < 15; ++i)
         array.Add(nullptr);
     EXPECT_EQ(array.GetNumCells(), 40);
@@ -93,9 +79,8 @@ TEST_F(ArrayTest, EdgeCasesAndOwnership)
     EXPECT_TRUE(array.IsMarkedAsSorted());
     array.MarkAsSorted(0);
     array.Sort();
-    EXPECT_FALSE(array.IsMarkedAsSorted());
     EXPECT_EQ(Values(array), (std::vector<int>{1, 3, 4, 5, 7, 9}));
-    EXPECT_TRUE(!array.BinaryFindClosestSmaller(Item(0), &index) && index == -1);
+    EXPECT_TRUE(!array.IsMarkedAsSorted() && !array.BinaryFindClosestSmaller(Item(0), &index) && index == -1);
     array.Reverse();
     EXPECT_TRUE(array.IsSortedBackwards() && !array.IsSorted());
     array.SetCompareMode(1);
@@ -103,9 +88,8 @@ TEST_F(ArrayTest, EdgeCasesAndOwnership)
     array.Reverse();
     array.SetCompareMode(0);
     // Equal values go behind their equals; ranges are clamped.
-    array.InsertInSortedArray(new Item(5, 50));
-    array.InsertInSortedArray(new Item(5, 51));
-    array.InsertInSortedArray(new Item(10, 52));
+    for (int id : {50, 51, 52})
+        array.InsertInSortedArray(new Item(id < 52 ? 5 : 10, id));
     EXPECT_EQ(Values(array, true), (std::vector<int>{1, 2, 0, 3, 50, 51, 5, 4, 52}));
     Item::deaths.clear();
     const std::pair<int, int> cuts[] = {{1, 0}, {1, -3}, {-1, 2}, {7, 100}};
@@ -120,11 +104,9 @@ TEST_F(ArrayTest, EdgeCasesAndOwnership)
     Item::deaths.clear();
     array.CutDelete(0);
     CollectionElement* detached = array.CutDetach(0);
-    EXPECT_EQ(Item::deaths, (std::vector<int>{1}));
-    delete detached;
-    Item::deaths.clear();
     array.DeleteAll(0);
-    EXPECT_EQ(Item::deaths, (std::vector<int>{5, 51, 50, 3, 0}));
+    delete detached;
+    EXPECT_EQ(Item::deaths, (std::vector<int>{1, 5, 51, 50, 3, 0, 2}));
     EXPECT_EQ(array.GetNumCells(), 40);
     // Clear on a non-owning array frees the cells and leaves the elements.
     Item a(1, 0), b(2, 1);
@@ -146,8 +128,7 @@ TEST_F(ArrayTest, EdgeCasesAndOwnership)
     EXPECT_EQ(Item::live, 3 + 4);
     notOwning.Add(&a);
     Item same(1, 20);
-    EXPECT_EQ(notOwning.AddUnique(&same), &a);
-    EXPECT_EQ(notOwning.AddUnique(nullptr), nullptr);  // null goes in once, uncompared
+    EXPECT_TRUE(notOwning.AddUnique(&same) == &a && !notOwning.AddUnique(nullptr));  // null goes in once, uncompared
     notOwning.AddUnique(nullptr);
     EXPECT_EQ(notOwning.GetCount(), 2);
 }
@@ -192,8 +173,7 @@ TEST_F(ArrayTest, CopiesCloneAndMovesDoNot)
     EXPECT_FALSE(AreEqual(left, right, 0));
     right.Add(nullptr);
     EXPECT_TRUE(AreEqual(left, right, 0));
-    AddValues(left, {3});
-    AddValues(right, {4});
+    AddValues(left, {3}), AddValues(right, {4});
     EXPECT_FALSE(AreEqual(left, right, 0));
 
     // Failed clones leave valid arrays: Assign keeps what was cloned, Insert closes the
@@ -247,10 +227,8 @@ TEST_F(ArrayTest, SortAndSearchesAgreeWithOracles)
             const Item key(k, -1);
             int smaller = -1, greater = -1;
             for (int i = 0; i < n; ++i) {
-                if (ranks[i] < rank(k) && (smaller < 0 || ranks[i] > ranks[smaller]))
-                    smaller = i;
-                if (ranks[i] > rank(k) && (greater < 0 || ranks[i] < ranks[greater]))
-                    greater = i;
+                smaller = ranks[i] < rank(k) && (smaller < 0 || ranks[i] > ranks[smaller]) ? i : smaller;
+                greater = ranks[i] > rank(k) && (greater < 0 || ranks[i] < ranks[greater]) ? i : greater;
             }
             const int first = static_cast<int>(std::find(values.begin(), values.end(), k) - values.begin());
             const int exact = first < n ? first : -1;
@@ -260,13 +238,10 @@ TEST_F(ArrayTest, SortAndSearchesAgreeWithOracles)
             check(key, &TArrayBase::LinearFindEqualOrSmaller, exact >= 0 ? exact : smaller, false);
             check(key, &TArrayBase::LinearFindEqualOrGreater, exact >= 0 ? exact : greater, false);
         }
-        if (n > 0) {
-            int index;
-            array.LinearFindSmallest(&index);
-            EXPECT_EQ(index, std::min_element(ranks.begin(), ranks.end()) - ranks.begin());
-            array.LinearFindGreatest(&index);
-            EXPECT_EQ(index, std::max_element(ranks.begin(), ranks.end()) - ranks.begin());
-        }
+        int least = -1, most = -1;
+        array.LinearFindSmallest(&least), array.LinearFindGreatest(&most);
+        EXPECT_EQ(least, n ? std::min_element(ranks.begin(), ranks.end()) - ranks.begin() : -1);
+        EXPECT_EQ(most, n ? std::max_element(ranks.begin(), ranks.end()) - ranks.begin() : -1);
         // The sort gives the values of a stable sort, each element exactly once.
         std::stable_sort(ranks.begin(), ranks.end());
         array.Sort();
