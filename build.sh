@@ -7,6 +7,7 @@
 #   ./build.sh bench    build and run the benchmarks, which print their ratios
 #   ./build.sh windows  build the 64- and 32-bit Windows DLLs and run the 64-bit suites under wine64
 #   ./build.sh fuzz [s] build the libFuzzer targets with clang and run each for s seconds (60)
+#   ./build.sh coverage the test suite with gcov, then gcovr's line coverage of src/, heap/, platform/
 #   ./build.sh deps     only install the missing packages, for Linux and Windows builds
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -18,6 +19,8 @@ windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i68
     libz-mingw-w64-dev googletest wine64)
 # The fuzz targets: clang and its sanitizer and libFuzzer run-time libraries.
 fuzz_packages=(cmake ninja-build clang libclang-rt-dev)
+# The coverage report.
+coverage_packages=(gcovr)
 
 install_missing() {  # [package...], the Linux packages when none are named
     local wanted=("$@")
@@ -82,7 +85,7 @@ fuzz() {
 }
 
 case "${1:-test}" in
-deps) install_missing "${packages[@]}" "${windows_packages[@]}" "${fuzz_packages[@]}" ;;
+deps) install_missing "${packages[@]}" "${windows_packages[@]}" "${fuzz_packages[@]}" "${coverage_packages[@]}" ;;
 fuzz) fuzz "${2:-60}" ;;
 windows) windows ;;
 demo)
@@ -97,6 +100,18 @@ test | asan | tsan)
     build "$preset"
     ctest --preset "$preset"
     ;;
+coverage)
+    install_missing "${packages[@]}" "${coverage_packages[@]}"
+    build coverage
+    # Counts of earlier runs would add up: each run measures from zero. The coverage is
+    # printed also when a suite fails, and the failure is the mode's answer.
+    find build/coverage -name '*.gcda' -delete
+    status=0
+    ctest --preset coverage || status=$?
+    gcovr --root . --filter 'src/' --filter 'heap/' --filter 'platform/' --print-summary \
+        --exclude-directories '.*/consumer-work' --output /dev/null build/coverage | grep '^lines:'
+    exit "$status"
+    ;;
 bench)
     install_missing
     build default
@@ -106,7 +121,7 @@ bench)
     done
     ;;
 *)
-    sed -n '2,10p' "$0"
+    sed -n '2,11p' "$0"
     exit 2
     ;;
 esac

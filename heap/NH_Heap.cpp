@@ -65,9 +65,23 @@ void CopyName(NH_HeapCore* core, const char* name)
     core->name[length] = '\0';
 }
 
+// Counts one allocation against an armed countdown; true for the one that has to fail.
+bool InjectedFailure(std::atomic<size_t>& failIn)
+{
+    size_t left = failIn.load(std::memory_order_relaxed);
+    while (left != 0) {
+        if (failIn.compare_exchange_weak(left, left - 1, std::memory_order_relaxed))
+            return left == 1;
+    }
+    return false;
+}
+
+// The countdown of FailCoreAllocation, for all heaps.
+std::atomic<size_t> _coreFailIn{0};
+
 NH_HeapCore* NewCore(const char* name)
 {
-    void* memory = std::malloc(sizeof(NH_HeapCore));
+    void* memory = InjectedFailure(_coreFailIn) ? nullptr : std::malloc(sizeof(NH_HeapCore));
     if (!memory)
         return nullptr;
     NH_HeapCore* core = new (memory) NH_HeapCore;
@@ -138,21 +152,10 @@ void CallNewHandler()
     throw std::bad_alloc();
 }
 
-// Counts one allocation against an armed countdown; true for the one that has to fail.
-bool InjectedFailure(NH_HeapCore* core)
-{
-    size_t left = core->failIn.load(std::memory_order_relaxed);
-    while (left != 0) {
-        if (core->failIn.compare_exchange_weak(left, left - 1, std::memory_order_relaxed))
-            return left == 1;
-    }
-    return false;
-}
-
 // A new block of the core, null when memory is exhausted. size is at most kMaxBlockSize.
 void* NewBlock(NH_HeapCore* core, size_t size, bool zeroFill)
 {
-    if (InjectedFailure(core))
+    if (InjectedFailure(core->failIn))
         return nullptr;
     void* memory = zeroFill ? std::calloc(1, kHeaderSize + size) : std::malloc(kHeaderSize + size);
     if (!memory)
@@ -178,7 +181,7 @@ void* ResizeBlock(NH_BlockHeader* header, size_t newSize, int flag)
         // Spare room lets the inline path take the next small growths without a copy.
         size_t wanted = std::max(newSize, std::min(capacity + capacity / 2, kMaxBlockSize));
         for (;;) {
-            if (!InjectedFailure(core)) {
+            if (!InjectedFailure(core->failIn)) {
                 void* memory = std::realloc(header, kHeaderSize + wanted);
                 if (!memory && wanted > newSize) {
                     wanted = newSize;
@@ -349,4 +352,9 @@ NH_BEFORE_CONSTRUCTION void NH_Heap::FailAllocation(unsigned long n)
     while (!(core = Core()))
         CallNewHandler();
     core->failIn.store(n, std::memory_order_relaxed);
+}
+
+void NH_Heap::FailCoreAllocation(unsigned long n)
+{
+    _coreFailIn.store(n, std::memory_order_relaxed);
 }

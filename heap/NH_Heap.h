@@ -67,6 +67,9 @@ public:
     // exhausted (1: the next one). 0 disarms. Allocations are Alloc, AllocMem, and the
     // Realloc and ExpandBy calls that need new memory.
     void FailAllocation(unsigned long n);
+    // The same for the shared state that every heap allocates once, at its construction or at
+    // its first use before that: the n-th such allocation from now on fails once.
+    static void FailCoreAllocation(unsigned long n);
 
 private:
     struct DefaultTag {};

@@ -1,17 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <new>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "NH_Heap.h"
 #include "collections/ArrayInPlace.h"
 #include "collections/CellSequence.h"
 #include "errors/Exception.h"
-#include "frame/Frame.h"
 #include "numeric/Randomizer.h"
-#include "text/TextString.h"
 
 namespace {
 
@@ -46,14 +43,11 @@ protected:
 
 }  // namespace
 
-TEST_F(CellSequenceTest, GrowthAndCounts)
+TEST_F(CellSequenceTest, GrowthCountsAndClamps)
 {
-    TCellSequence s = Make(20);
-    EXPECT_EQ(s.GetFirstCell(), nullptr);
-    EXPECT_EQ(s.GetNumCells(), 0);
-    EXPECT_TRUE(s.IsFull());
-
-    // Single cells grow the capacity by exact steps of the expansion size.
+    // Single cells grow the capacity by exact steps of the expansion size, from nothing.
+    TCellSequence s = Make(20), t = Make(20), u = Make(0), c = Make(4);
+    EXPECT_TRUE(s.GetFirstCell() == nullptr && s.GetNumCells() == 0 && s.IsFull());
     std::vector<int> capacities;
     for (int i = 0; i < 61; ++i) {
         Fill(s, {i});
@@ -61,97 +55,81 @@ TEST_F(CellSequenceTest, GrowthAndCounts)
             capacities.push_back(s.GetNumCells());
     }
     EXPECT_EQ(capacities, (std::vector<int>{20, 40, 60, 80}));
-
     // The missing part is rounded, not the total: exactly 7, then an eighth cell gives 27.
-    TCellSequence t = Make(20);
+    // Zero and negative counts change nothing.
     t.AllocateBusyCells(7);
     EXPECT_EQ(t.GetNumCells(), 7);
     t.InsertCell(nullptr, 7);
-    EXPECT_EQ(t.GetNumCells(), 27);
-    EXPECT_EQ(t.GetCount(), 8);  // a null cell still counts
-
-    // Expansion size 0 grows one cell at a time; Insert grows exactly.
-    TCellSequence u = Make(0);
-    for (int i = 1; i <= 3; ++i) {
-        u.InsertCell(nullptr, 0);
-        EXPECT_EQ(u.GetNumCells(), i);
-    }
-    TCellSequence w = Make(20);
-    w.Insert(u, 0, 0);
-    EXPECT_EQ(w.GetNumCells(), 3);
-
-    // Zero and negative counts change nothing; ranges and indexes are clamped.
     t.AllocateBusyCells(0);
     t.AllocateBusyCells(-3);
     t.EnsureNumCells(-1);
-    EXPECT_EQ(t.GetCount(), 8);
-    EXPECT_EQ(t.GetNumCells(), 27);
-    TCellSequence c = Make(4);
+    EXPECT_EQ(std::pair(t.GetCount(), t.GetNumCells()), std::pair(8, 27));  // a null cell still counts
+    // Expansion size 0 grows one cell at a time; Insert grows exactly.
+    for (int i = 1; i <= 3; ++i)
+        EXPECT_EQ((u.InsertCell(nullptr, 0), u.GetNumCells()), i);
+    s.FreeMemory();
+    s.Insert(u, 0, 0);
+    EXPECT_EQ(s.GetNumCells(), 3);
+
+    // Ranges and indexes are clamped.
     Fill(c, {1, 2, 3});
-    c.CutCells(1, 0);
-    c.CutCells(1, -2);
-    c.CutCells(-1, 1);
-    c.CutCells(3, 1);
-    EXPECT_EQ(Values(c), (std::vector<int>{1, 2, 3}));
-    c.CutCells(1, 100);
-    EXPECT_EQ(Values(c), (std::vector<int>{1}));
+    const std::pair<int, int> cuts[] = {{1, 0}, {1, -2}, {-1, 1}, {3, 1}, {1, 100}};
+    for (auto [index, number] : cuts)
+        c.CutCells(index, number);
     const Triple nine{9, 90, -9};
     EXPECT_EQ(c.FillCell(4, &nine), nullptr);
     EXPECT_EQ(c.FillCell(3, &nine), c.GetCellPtr(3));  // past the count, inside the capacity
-    EXPECT_EQ(c.GetCount(), 1);
     c.InsertCell(&nine, 50);
     c.InsertCell(&nine, -7);
     EXPECT_EQ(Values(c), (std::vector<int>{9, 1, 9}));
-
-    // FreeMemory without a buffer leaves a forced count; OptimizeSize shrinks to the count.
-    TCellSequence e = Make();
-    e.SetNumBusyCells(4);
-    e.FreeMemory();
-    EXPECT_EQ(e.GetCount(), 4);
+    c.Sort([](const void* x, const void* y) { return static_cast<const Triple*>(x)->a - static_cast<const Triple*>(y)->a; });
     c.EnsureNumCells(50);
     c.OptimizeSize();
     EXPECT_EQ(c.GetNumCells(), 3);
-    EXPECT_EQ(Values(c), (std::vector<int>{9, 1, 9}));
+    EXPECT_EQ(Values(c), (std::vector<int>{1, 9, 9}));
+    c.ClearAll();
+    EXPECT_EQ(Values(c), (std::vector<int>{0, 0, 0}));
     c.SetNumBusyCells(0);
     c.OptimizeSize();
     EXPECT_FALSE(c.HasAllocatedMemory());
+    c.SetNumBusyCells(4);
+    c.FreeMemory();  // without a buffer: the forced count stays
+    EXPECT_EQ(c.GetCount(), 4);
 }
 
-TEST_F(CellSequenceTest, InsertReserveAndAbsorb)
+TEST_F(CellSequenceTest, InsertReserveAbsorbAndShuffle)
 {
-    TCellSequence s = Make();
+    TCellSequence s = Make(), src = Make(), self = Make(), bytes(1, 0, 0, 0, &heap);
     Fill(s, {1, 2, 3, 4});
-    TCellSequence src = Make();
     Fill(src, {7, 8});
     s.Insert(src, 2, 0);
     EXPECT_EQ(Values(s), (std::vector<int>{1, 2, 7, 8, 3, 4}));
-
-    // Reserving opens the gap without raising the count.
-    s.Insert(src, 1, 1);
+    s.Insert(src, 1, 1);  // reserving opens the gap without raising the count
     EXPECT_EQ(s.GetCount(), 6);
     s.SetNumBusyCells(8);
-    EXPECT_EQ(Values(s)[3], 2);
-    EXPECT_EQ(Values(s)[7], 4);
-
-    // A sequence inserted into itself gets its old contents once more.
-    TCellSequence self = Make();
+    s.CutCells(1, 2);  // the gap was at 1, the tail moved up by two cells
+    EXPECT_EQ(Values(s), (std::vector<int>{1, 2, 7, 8, 3, 4}));
+    // A sequence inserted into itself gets its old contents once more; absorbing itself, or
+    // cells of another size, changes nothing.
     Fill(self, {1, 2, 3});
     self.Insert(self, 1, 0);
-    EXPECT_EQ(Values(self), (std::vector<int>{1, 1, 2, 3, 2, 3}));
     self.Absorb(self, 0);
-    EXPECT_EQ(self.GetCount(), 6);
-    TCellSequence bytes(1, 0, 0, 0, &heap);  // cells of another size are not taken
     bytes.InsertCell("x", 0);
     self.Append(bytes);
-    EXPECT_EQ(self.GetCount(), 6);
+    EXPECT_EQ(Values(self), (std::vector<int>{1, 1, 2, 3, 2, 3}));
+    s.Absorb(src, 0);
+    EXPECT_EQ(Values(s), (std::vector<int>{7, 8, 1, 2, 7, 8, 3, 4}));
+    EXPECT_TRUE(src.GetCount() == 0 && src.GetNumCells() == 0 && src.GetFirstCell() == nullptr);
 
-    TCellSequence target = Make();
-    Fill(target, {5});
-    target.Absorb(src, 0);
-    EXPECT_EQ(Values(target), (std::vector<int>{7, 8, 5}));
-    EXPECT_EQ(src.GetCount(), 0);
-    EXPECT_EQ(src.GetNumCells(), 0);
-    EXPECT_EQ(src.GetFirstCell(), nullptr);
+    // Shuffle is the permutation of CreateArrayOfUniqueUnsortedIndexes, swapping whole cells.
+    std::vector<int> expected(8);
+    TRandomizer(77).CreateArrayOfUniqueUnsortedIndexes(8, expected.data());
+    for (int& i : expected)
+        i = Values(s)[i];
+    s.Shuffle(77);
+    EXPECT_EQ(Values(s), expected);
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(static_cast<Triple*>(s.GetCellPtr(i))->c, -expected[i]);
 }
 
 TEST_F(CellSequenceTest, CopyAssignAndEquality)
@@ -161,91 +139,68 @@ TEST_F(CellSequenceTest, CopyAssignAndEquality)
     s.MarkAsSorted(1);
     Fill(s, {1, 2, 3});
     s.EnsureNumCells(40);
-
     NH_Heap other(0, "other");
     {
-        TCellSequence a(sizeof(Triple), 0, 0, 0, &other);
+        TCellSequence a(sizeof(Triple), 0, 0, 0, &other), bytes(1, 3, 0, 0, &other);
         a = s;
-        EXPECT_EQ(a.GetNumCells(), 40);
-        EXPECT_EQ(a.GetCount(), 3);
-        EXPECT_TRUE(a == s);
-        EXPECT_EQ(a.GetHeap(), &other);  // Assign keeps its own heap
-        EXPECT_TRUE(a.ShouldDeleteElements() && a.IsMarkedAsSorted());
-
-        TCellSequence bytes(1, 3, 0, 0, &other);
+        EXPECT_TRUE(a.GetNumCells() == 40 && a.GetCount() == 3 && a == s);
+        EXPECT_TRUE(a.GetHeap() == &other && a.ShouldDeleteElements() && a.IsMarkedAsSorted());
         bytes.InsertCell("q", 0);
         bytes.Assign(s, 0);
-        EXPECT_EQ(bytes.GetCount(), 0);
-        EXPECT_FALSE(bytes.HasAllocatedMemory());
-        EXPECT_EQ(bytes.GetCellSize(), static_cast<int>(sizeof(Triple)));
+        EXPECT_TRUE(bytes.GetCount() == 0 && !bytes.HasAllocatedMemory() && bytes.GetCellSize() == 12);
 
         TCellSequence b(a);  // the copying constructor takes the source's heap
-        EXPECT_EQ(b.GetHeap(), &other);
-        EXPECT_TRUE(b == s);
+        EXPECT_TRUE(b.GetHeap() == &other && b == s);
         static_cast<Triple*>(b.GetCellPtr(2))->c = 0;
         EXPECT_FALSE(b == s);
-        TCellSequence narrow(1, 0, 0, 0, &other);
+        TCellSequence narrow(1, 0, 0, 0, &other), wide(8, 0, 0, 0, &other);
         narrow.InsertCell("abc", 0);
-        TCellSequence wide(8, 0, 0, 0, &other);
         wide.InsertCell("abcdefg", 0);
         EXPECT_FALSE(wide == narrow);  // never reads past the right side's busy bytes
         EXPECT_TRUE(narrow == wide);   // the left side's cell size sets the length
     }
-    EXPECT_EQ(other.GetBlocksInUse(), 0ul);
-
     // A failed allocation inside Assign leaves no buffer behind and passes on.
     TCellSequence victim(sizeof(Triple), 0, 0, 0, &other);
     Fill(victim, {4});
     other.FailAllocation(1);
     EXPECT_THROW(victim = s, TException);
-    EXPECT_FALSE(victim.HasAllocatedMemory());
-    EXPECT_EQ(victim.GetNumCells(), 0);
+    EXPECT_TRUE(!victim.HasAllocatedMemory() && victim.GetNumCells() == 0);
     EXPECT_EQ(other.GetBlocksInUse(), 0ul);
 }
 
-TEST_F(CellSequenceTest, ShuffleIsTheIndexPermutation)
-{
-    for (int size : {0, 1, 2, 3, 17, 100}) {
-        for (int seed : {1, 7, 123456}) {
-            TCellSequence t = Make(8);
-            TCellSequence bytes(1, 0, 0, 0, &heap);
-            for (int i = 0; i < size; ++i) {
-                Fill(t, {i});
-                const char c = static_cast<char>(i);
-                bytes.InsertCell(&c, i);
-            }
-            t.Shuffle(seed);
-            bytes.Shuffle(seed);
-            std::vector<int> expected(static_cast<size_t>(size));
-            TRandomizer(seed).CreateArrayOfUniqueUnsortedIndexes(size, expected.data());
-            EXPECT_EQ(Values(t), expected) << size << " " << seed;
-            for (int i = 0; i < size; ++i) {
-                EXPECT_EQ(static_cast<Triple*>(t.GetCellPtr(i))->c, -expected[static_cast<size_t>(i)]);
-                EXPECT_EQ(*static_cast<char*>(bytes.GetCellPtr(i)), static_cast<char>(expected[static_cast<size_t>(i)]));
-            }
-            t.Reverse();
-            std::reverse(expected.begin(), expected.end());
-            EXPECT_EQ(Values(t), expected);
-        }
-    }
-}
+namespace {
+
+// A value that counts its live copies, so that a destructor run on a cell past the count shows.
+struct Counted {
+    explicit Counted(int v) : v(v) { ++live; }
+    Counted(const Counted& o) : v(o.v) { ++live; }
+    ~Counted() { --live; }
+    int v;
+    static inline int live = 0;
+};
+
+}  // namespace
 
 TEST(ArrayInPlaceTest, ValuesAreBuiltAndDestroyedOnce)
 {
-    const unsigned long before = _stringHeap->GetBlocksInUse();
     const unsigned long defaultBefore = NH_Heap::Default().GetBlocksInUse();
     {
-        TArrayInPlace<String> texts(0, 3);
-        for (int i = 0; i < 50; ++i)
-            EXPECT_NE(texts.Add(String(("value " + std::to_string(i)).c_str())), nullptr);
-        TArrayInPlace<String> copy(texts);
-        copy[0] = "changed";
-        EXPECT_STREQ(texts[0].c_str(), "value 0");
-        texts.CutCells(1, 48);
-        EXPECT_STREQ(texts[1].c_str(), "value 49");
-        copy = texts;
-        EXPECT_EQ(copy.GetCount(), 2);
+        TArrayInPlace<Counted> values(0, 3);
+        for (int i = 0; i < 10; ++i)
+            EXPECT_NE(values.Add(Counted(i)), nullptr);
+        TArrayInPlace<Counted> copy(values);
+        EXPECT_EQ(Counted::live, 20);
+        // Ranges are clamped to the busy cells, also one that runs past the end.
+        const std::pair<int, int> cuts[] = {{8, 5}, {1, 2}, {-1, 3}, {6, 1}, {0, 0}};
+        for (auto [index, number] : cuts)
+            values.CutCells(index, number);
+        EXPECT_EQ(Counted::live, 16);
+        EXPECT_EQ(std::vector<int>({0, 3, 4, 5, 6, 7}),
+                  std::vector<int>({values[0].v, values[1].v, values[2].v, values[3].v, values[4].v, values[5].v}));
+        copy = values;
+        EXPECT_EQ(Counted::live, 12);
+        EXPECT_EQ(copy[5].v, 7);
     }
-    EXPECT_EQ(_stringHeap->GetBlocksInUse(), before);
+    EXPECT_EQ(Counted::live, 0);
     EXPECT_EQ(NH_Heap::Default().GetBlocksInUse(), defaultBefore);
 }

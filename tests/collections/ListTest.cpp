@@ -1,587 +1,501 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
-#include <string>
 #include <stdexcept>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 #include "NH_Heap.h"
 #include "collections/DoubleList.h"
+#include "collections/DoubleListOfPtr.h"
 #include "collections/StringItem.h"
 #include "frame/Frame.h"
 #include "numeric/Randomizer.h"
 
 namespace {
 
-int liveItems = 0;
+int liveItems = 0, throwAfterCompares = -1;  // a Compare throws when this many more have run
 long compareCalls = 0;
-int throwAfterCompares = -1;  // a Compare throws when this many more have run; -1: never
 
+// Held by both list families: by its links in a TDoubleList, by pointer in a TDoubleListOfPtr.
 struct Item : TListElement {
-    explicit Item(int v, int i = 0) : value(v), id(i) { ++liveItems; }
-    Item(const Item& other) : TListElement(other), value(other.value), id(other.id + 1000) { ++liveItems; }
+    Item(int v, int i) : value(v), id(i) { ++liveItems; }
     ~Item() override { --liveItems; }
     int Compare(const CollectionElement& other, int mode) const override
     {
-        ++compareCalls;
-        if (throwAfterCompares >= 0 && throwAfterCompares-- == 0)
+        if (++compareCalls, throwAfterCompares >= 0 && throwAfterCompares-- == 0)
             throw std::runtime_error("compare");
-        const int o = static_cast<const Item&>(other).value;
-        const int c = value < o ? -1 : value > o ? 1 : 0;
+        const int o = static_cast<const Item&>(other).value, c = value < o ? -1 : value > o ? 1 : 0;
         return mode == 1 ? -c : c;  // mode 1 orders backwards
     }
-    CollectionElement* CreateClone(const void* context) const override
-    {
-        return context ? nullptr : new Item(*this);
-    }
-    int value;
-    int id;
+    CollectionElement* CreateClone(const void* context) const override { return context ? nullptr : new Item(value, id + 1000); }
+    int value, id;
 };
+typedef std::vector<Item*> Items;
 
-struct ProbeList : TList<Item> {
-    explicit ProbeList(int shouldDelete = 1) : TList<Item>(shouldDelete) {}
-    int SortedFlag() const { return HasListSortedFlag(); }
-};
+// What differs between the families, so that one test can drive both.
+int CompareItems(const void* a, const void* b) { return static_cast<const Item*>(a)->Compare(*static_cast<const Item*>(b), 0); }
+void DeleteItem(void* p) { delete static_cast<Item*>(p); }
+void* CloneItem(const void* p, const void* context) { return static_cast<const Item*>(p)->CreateClone(context); }
+void Equip(TDoubleList&) {}
+void Equip(TDoubleListOfPtr& list) { list.SetComparer(CompareItems), list.SetDeleter(DeleteItem), list.SetCloner(CloneItem); }
+Item* I(const void* p) { return static_cast<Item*>(const_cast<void*>(p)); }
+Item* I(const TListElement* p) { return static_cast<Item*>(const_cast<TListElement*>(p)); }
+Item* I(const TListNode* n) { return I(n->element); }
+const TListElement& Key(const TDoubleList&, const Item& key) { return key; }
+const void* Key(const TDoubleListOfPtr&, const Item& key) { return &key; }
+void SplitAt(TDoubleList& list, TDoubleList& tail, Item* from) { list.Split(tail, *from); }
+void SplitAt(TDoubleListOfPtr& list, TDoubleListOfPtr& tail, Item* from) { list.Split(tail, *list.FindNode(from)); }
+const TListElement* Next(const TListElement* e) { return e->GetNext(); }
+const TListElement* Prev(const TListElement* e) { return e->GetPrev(); }
+const TListNode* Next(const TListNode* n) { return n->next; }
+const TListNode* Prev(const TListNode* n) { return n->prev; }
 
-// Every invariant of the links: ends, both directions and the count.
-void ExpectValid(const TDoubleList& list)
+// The elements in order, after a check of every invariant of the links: ends, both
+// directions and the count.
+template <class Node>
+Items Walk(const Node* first, const Node* last, int count)
 {
-    const TListElement* first = list.GetFirst();
-    const TListElement* last = list.GetLast();
-    ASSERT_EQ(first == nullptr, last == nullptr);
-    ASSERT_EQ(list.GetCount() == 0, first == nullptr);
-    if (!first)
-        return;
-    ASSERT_EQ(nullptr, first->GetPrev());
-    ASSERT_EQ(nullptr, last->GetNext());
-    int n = 1;
-    const TListElement* e = first;
-    for (; e->GetNext(); e = e->GetNext(), ++n) {
-        ASSERT_LE(n, list.GetCount());
-        ASSERT_EQ(e, e->GetNext()->GetPrev());
+    Items items;
+    EXPECT_TRUE(count ? first && !Prev(first) && !Next(last) : !first && !last) << "ends";
+    for (const Node* n = first; n && static_cast<int>(items.size()) <= count; n = Next(n)) {
+        items.push_back(I(n));
+        EXPECT_TRUE(Next(n) ? Prev(Next(n)) == n : n == last) << "link at " << items.size();
     }
-    ASSERT_EQ(last, e);
-    ASSERT_EQ(list.GetCount(), n);
+    EXPECT_EQ(count, static_cast<int>(items.size()));
+    return items;
 }
+Items Walk(const TDoubleList& l) { return Walk(l.GetFirst(), l.GetLast(), l.GetCount()); }
+Items Walk(const TDoubleListOfPtr& l) { return Walk<TListNode>(l.GetFirstNode(), l.GetLastNode(), l.GetCount()); }
 
-std::vector<int> Ids(const TList<Item>& list)
+template <class L>
+std::vector<int> Ids(const L& list, bool values = false)
 {
     std::vector<int> ids;
-    for (Item* e = list.GetFirst(); e; e = list.GetNext(e))
+    for (const Item* e : Walk(list))
+        ids.push_back(values ? e->value : e->id);
+    return ids;
+}
+std::vector<int> Ids(const Items& items)
+{
+    std::vector<int> ids;
+    for (const Item* e : items)
         ids.push_back(e->id);
     return ids;
 }
 
-std::vector<int> Values(const TList<Item>& list)
+template <class L>
+Items Fill(L& list, std::initializer_list<int> values)
 {
-    std::vector<int> values;
-    for (Item* e = list.GetFirst(); e; e = list.GetNext(e))
-        values.push_back(e->value);
-    return values;
+    for (int v : values)
+        list.Append(new Item(v, list.GetCount()));
+    return Walk(list);
 }
 
-// Items with ids 0..n-1 and the given values.
-std::vector<Item*> Fill(TList<Item>& list, const std::vector<int>& values)
+// Random operations on an owning list of either family against a vector of its elements.
+template <class L>
+void RunAgainstModel(int seed)
 {
-    std::vector<Item*> items;
-    for (size_t i = 0; i < values.size(); ++i)
-        items.push_back(list.Append(new Item(values[i], static_cast<int>(i))));
-    return items;
+    constexpr bool links = std::is_same_v<L, TDoubleList>;
+    TRandomizer random(seed);
+    L list(1), other(1);
+    Equip(list), Equip(other);
+    Items m;
+    bool sortedFlag = false;
+    int nextId = 0;
+    auto fresh = [&] { return new Item(static_cast<int>(random.Get(12)), nextId++); };
+    auto pick = [&] { return m[random.Get(m.size())]; };
+    auto at = [&](const Item* e) { return std::find(m.begin(), m.end(), e); };
+    auto firstGreater = [&](const Item* e) { return std::find_if(m.begin(), m.end(), [&](auto x) { return e->value < x->value; }); };
+    auto firstEqual = [&](int v) { return std::find_if(m.begin(), m.end(), [&](auto x) { return x->value == v; }); };
+    for (int step = 0; step < 3000; ++step) {
+        const unsigned long op = m.empty() ? 0 : m.size() > 40 ? 1 : random.Get(12), how = random.Get(5);
+        switch (op) {
+        case 0: {  // beside an element (null: at the other end), at an end, or in order
+            Item *e = fresh(), *where = m.empty() || random.TrueEvery(4) ? nullptr : pick();
+            const auto place = how == 0   ? (where ? at(where) + 1 : m.begin())
+                               : how == 1 ? m.begin()
+                               : how == 2 ? (where ? at(where) : m.end())
+                               : how == 3 ? m.end()
+                                          : firstGreater(e);
+            how == 0   ? list.InsertAfter(e, where)
+            : how == 1 ? list.Prepend(e)
+            : how == 2 ? list.InsertBefore(e, where)
+            : how == 3 ? list.Append(e)
+                       : list.InsertInSortedList(e);
+            m.insert(place, e);
+            break;
+        }
+        case 1: {
+            Item* e = how == 0 ? pick() : how % 2 ? m.front() : m.back();
+            if (how > 2) {
+                how == 3 ? list.DeleteFirst() : list.DeleteLast();  // the owning list deletes it
+            } else {
+                ASSERT_EQ(e, I(how == 0 ? list.Detach(e) : how == 1 ? list.Pop() : list.DetachLast()));
+                delete e;
+            }
+            m.erase(at(e));
+            break;
+        }
+        case 2: {
+            Item *a = pick(), *b = pick();
+            list.Swap(a, b);
+            std::iter_swap(at(a), at(b));
+            break;
+        }
+        case 3: {
+            Item *a = pick(), *b = pick();
+            list.Rotate(a, b);
+            if (a != b) {
+                const bool aFirst = at(a) < at(b);
+                m.erase(at(a));
+                m.insert(aFirst ? at(b) + 1 : at(b), a);
+            }
+            break;
+        }
+        case 4: {
+            Item *old = pick(), *e = fresh();
+            ASSERT_EQ(e, I(list.Replace(old, e)));
+            *at(old) = e;
+            list.Reverse();
+            std::reverse(m.begin(), m.end());
+            break;
+        }
+        case 5:
+            list.Sort();
+            std::stable_sort(m.begin(), m.end(), [](auto a, auto b) { return a->value < b->value; });
+            sortedFlag = true;
+            break;
+        case 6: {
+            Item* from = pick();
+            SplitAt(list, other, from);
+            const Items rest(at(from), m.end());
+            m.erase(at(from), m.end());
+            ASSERT_EQ(Ids(rest), Ids(other));
+            Item* before = m.empty() || how == 4 ? nullptr : pick();
+            list.Absorb(other, before);
+            m.insert(before ? at(before) : m.end(), rest.begin(), rest.end());
+            break;
+        }
+        case 7: {
+            // Both flags set: a merge in which this list's equals stay ahead, whatever the
+            // order of either. Otherwise each new element finds its place alone.
+            L source(1);
+            Equip(source);
+            for (int n = static_cast<int>(how); n > 0; --n)
+                source.Append(fresh());
+            const bool merge = sortedFlag && how % 2;
+            if (merge)
+                source.Sort();
+            Items merged;
+            auto t = m.begin();
+            for (Item* s : Walk(source)) {
+                if (!merge) {
+                    m.insert(firstGreater(s), s);
+                    continue;
+                }
+                for (; t != m.end() && (*t)->value <= s->value; ++t)
+                    merged.push_back(*t);
+                merged.push_back(s);
+            }
+            if (merge)
+                merged.insert(merged.end(), t, m.end()), m = merged;
+            list.AbsorbAndSort(source);
+            ASSERT_TRUE(source.IsEmpty());
+            break;
+        }
+        case 8: {
+            Item* e = fresh();
+            Item* expected = firstEqual(e->value) == m.end() ? e : *firstEqual(e->value);
+            ASSERT_EQ(expected, I(list.AddUnique(e)));  // an owning list deletes the duplicate
+            if (expected == e)
+                m.push_back(e);
+            break;
+        }
+        case 9: {
+            // The element list swaps elements and goes on from the one that stood before the
+            // last one swapped; the pointer list exchanges elements along its nodes.
+            const int shuffleSeed = static_cast<int>(how) + step;
+            list.Shuffle(shuffleSeed);
+            TRandomizer r(shuffleSeed);
+            for (size_t i = 0, n = m.size(), w = n - 1; n > 1 && i < n && w != size_t(-1); ++i) {
+                const size_t k = r.Get(n - i), before = w - 1;
+                std::swap(m[k], m[w]);
+                w = links ? (k == before ? w : before) : n - 2 - i;
+            }
+            break;
+        }
+        default: {
+            const Item key(static_cast<int>(random.Get(13)), -1);
+            auto equal = firstEqual(key.value);
+            ASSERT_EQ(equal == m.end() ? nullptr : *equal, I(list.FindEqual(Key(list, key))));
+            ASSERT_EQ(equal == m.end() ? -1 : equal - m.begin(), list.FindIndexOfEqual(Key(list, key)));
+            if constexpr (links) {
+                // The nearest values, the first in list order among equals.
+                const Item *smaller = nullptr, *greater = nullptr, *least = m[0], *most = m[0];
+                for (const Item* x : m) {
+                    smaller = x->value < key.value && (!smaller || x->value > smaller->value) ? x : smaller;
+                    greater = x->value > key.value && (!greater || x->value < greater->value) ? x : greater;
+                    least = x->value < least->value ? x : least;
+                    most = x->value > most->value ? x : most;
+                }
+                const Item* exact = equal == m.end() ? nullptr : *equal;
+                ASSERT_TRUE(smaller == I(list.FindClosestSmaller(key)) && greater == I(list.FindClosestGreater(key)));
+                ASSERT_EQ(exact ? exact : smaller, I(list.FindEqualOrSmaller(key)));
+                ASSERT_EQ(exact ? exact : greater, I(list.FindEqualOrGreater(key)));
+                ASSERT_TRUE(least == I(list.FindSmallest()) && most == I(list.FindGreatest()));
+            }
+            if (equal == m.end()) {
+                ASSERT_EQ(0, list.DeleteEqual(Key(list, key)) + list.DetachEqual(Key(list, key)));
+            } else if (how < 2) {
+                Item* gone = *equal;
+                ASSERT_EQ(1, how ? list.DeleteEqual(Key(list, key)) : list.DetachEqual(Key(list, key)));
+                m.erase(equal);
+                if (!how)
+                    delete gone;
+            }
+        }
+        }
+        ASSERT_EQ(Ids(m), Ids(list)) << "seed " << seed << " step " << step << " op " << op;
+        ASSERT_TRUE(other.IsEmpty() && static_cast<int>(m.size()) == liveItems);
+        ASSERT_EQ(std::is_sorted(m.begin(), m.end(), [](auto a, auto b) { return a->value < b->value; }), !!list.IsSorted());
+        ASSERT_EQ(std::is_sorted(m.begin(), m.end(), [](auto a, auto b) { return a->value > b->value; }),
+                  !!list.IsSortedBackwards());
+        if (!m.empty()) {
+            ASSERT_EQ(m[m.size() / 2], I(list.Element(static_cast<int>(m.size() / 2))));
+            ASSERT_EQ(static_cast<int>(m.size() / 2), list.FindIndexOfMember(Key(list, *m[m.size() / 2])));
+        }
+    }
 }
 
 }  // namespace
 
-TEST(DoubleList, EmptyListAndNullArguments)
+TEST(Lists, BothFamiliesAgreeWithAModel)
 {
-    ProbeList list;
-    EXPECT_EQ(nullptr, list.Pop());
-    EXPECT_EQ(nullptr, list.DetachLast());
-    list.DeleteFirst();
-    list.DeleteLast();
-    EXPECT_EQ(nullptr, list.Detach(nullptr));
-    list.Delete(nullptr);
-    EXPECT_EQ(nullptr, list.Element(0));
-    EXPECT_EQ(nullptr, list.FindSmallest());
-    EXPECT_EQ(1, list.IsSorted());
-    EXPECT_EQ(0, list.SortedFlag());
-    list.Sort();
-    EXPECT_EQ(1, list.SortedFlag()) << "Sort of an empty list sets the flag";
-    ExpectValid(list);
-
-    Fill(list, {1, 2, 3});
-    EXPECT_EQ(nullptr, list.Element(3)) << "an index past the end gives null";
-    EXPECT_EQ(0, list.Element(-4)->id) << "below 1 gives first";
-    EXPECT_EQ(2, list[2]->id);
-    EXPECT_EQ(nullptr, list.Append(nullptr));
-    EXPECT_EQ(3, list.GetCount());
-    list.Append(new Item(0));  // out of order after a sort: the flag stays
-    EXPECT_EQ(1, list.SortedFlag());
-    ProbeList copy(list);
-    EXPECT_EQ(1, copy.SortedFlag()) << "the copy takes the flags";
-}
-
-TEST(DoubleList, LinkingReplaceAndOwnership)
-{
-    {
-        TList<Item> list;
-        std::vector<Item*> it = Fill(list, {0, 1, 2});
-        list.Prepend(new Item(9, 9));
-        list.InsertAfter(new Item(8, 8), nullptr);   // null after: front
-        list.InsertBefore(new Item(7, 7), nullptr);  // null before: end
-        list.InsertAfter(new Item(6, 6), it[1]);
-        list.InsertBefore(new Item(5, 5), it[0]);
-        EXPECT_EQ((std::vector<int>{8, 9, 5, 0, 1, 6, 2, 7}), Ids(list));
-        ExpectValid(list);
-
-        Item* replacement = new Item(4, 4);
-        EXPECT_EQ(replacement, list.Replace(list.GetFirst(), replacement));
-        EXPECT_EQ(replacement, list.GetFirst());
-        EXPECT_EQ(replacement, list.Replace(replacement, replacement));
-        list.Replace(list.GetLast(), new Item(3, 3));
-        EXPECT_EQ((std::vector<int>{4, 9, 5, 0, 1, 6, 2, 3}), Ids(list));
-        EXPECT_EQ(8, liveItems) << "an owning list deletes what it replaces";
-        ExpectValid(list);
-
-        EXPECT_EQ(it[1], list.Detach(it[1]));
-        delete it[1];
-        list.Delete(list.GetLast());
-        EXPECT_EQ(it[2], list.GetLast());
-        Item key(6);
-        EXPECT_EQ(1, list.DeleteEqual(key));
-        EXPECT_EQ(0, list.DeleteEqual(key));
-        EXPECT_EQ((std::vector<int>{4, 9, 5, 0, 2}), Ids(list));
-        ExpectValid(list);
-    }
-    EXPECT_EQ(0, liveItems) << "an owning list deletes all it holds";
-
-    std::vector<Item> storage;
-    storage.reserve(5);
-    for (int i = 0; i < 5; ++i)
-        storage.emplace_back(i, i);
-    {
-        TList<Item> list(0);
-        for (Item& item : storage)
-            list.Append(&item);
-        Item stranger(2, 99);
-        list.Replace(&storage[0], &stranger);
-        list.Detach(&stranger);
-        EXPECT_EQ(1, list.DetachEqual(Item(3)));
-        list.Clear();
-        EXPECT_EQ(0, list.GetCount());
-        for (Item& item : storage)
-            list.Append(&item);
-    }
-    EXPECT_EQ(5, liveItems) << "a non-owning list deletes nothing, also at its end";
-}
-
-TEST(DoubleList, AddUniqueOwnsOrLeaves)
-{
-    TList<Item> owning;
-    Item* a = owning.Append(new Item(1, 1));
-    EXPECT_EQ(a, owning.AddUnique(new Item(1, 2)));
-    EXPECT_EQ(1, liveItems) << "the rejected duplicate is deleted";
-    EXPECT_EQ(a, owning.AddUnique(a)) << "adding the element itself deletes nothing";
-    EXPECT_EQ(1, owning.GetCount());
-    Item* b = new Item(2, 2);
-    EXPECT_EQ(b, owning.AddUnique(b));
-    EXPECT_EQ(nullptr, owning.AddUnique(nullptr));
-
-    Item held(1, 3), outside(1, 4);
-    TList<Item> borrowing(0);
-    borrowing.Append(&held);
-    EXPECT_EQ(&held, borrowing.AddUnique(&outside));
-    EXPECT_EQ(4, liveItems) << "a non-owning list leaves the duplicate alone";
-    EXPECT_EQ(1, borrowing.GetCount());
-}
-
-TEST(DoubleList, SwapRotateReverseAgainstModel)
-{
-    TList<Item> two;
-    std::vector<Item*> p = Fill(two, {0, 1});
-    two.Swap(p[0], p[1]);
-    EXPECT_EQ((std::vector<int>{1, 0}), Ids(two));
-    EXPECT_EQ(p[1], two.GetFirst());
-    EXPECT_EQ(p[0], two.GetLast());
-    EXPECT_EQ(p[0], p[1]->GetNext());
-    EXPECT_EQ(p[1], p[0]->GetPrev());
-    ExpectValid(two);
-
-    TList<Item> three;
-    std::vector<Item*> abx = Fill(three, {0, 1, 2});  // a, x, b
-    three.Rotate(abx[0], abx[2]);
-    EXPECT_EQ((std::vector<int>{1, 2, 0}), Ids(three));
-    three.Rotate(abx[0], abx[1]);  // pivot x comes first: a goes before it
-    EXPECT_EQ((std::vector<int>{0, 1, 2}), Ids(three));
-    three.Rotate(abx[2], abx[0]);
-    EXPECT_EQ((std::vector<int>{2, 0, 1}), Ids(three));
-    Item stranger(5);
-    three.Rotate(&stranger, &stranger);
-    EXPECT_EQ((std::vector<int>{2, 0, 1}), Ids(three));
-
-    // Random swaps, rotations and reversals against a vector of ids.
-    TRandomizer random(77);
-    TList<Item> list;
-    std::vector<Item*> items;
-    std::vector<int> model;
-    for (int i = 0; i < 9; ++i) {
-        items.push_back(list.Append(new Item(i, i)));
-        model.push_back(i);
-    }
-    for (int step = 0; step < 3000; ++step) {
-        Item* a = items[random.Get(9)];
-        Item* b = items[random.Get(9)];
-        auto ia = std::find(model.begin(), model.end(), a->id);
-        auto ib = std::find(model.begin(), model.end(), b->id);
-        switch (random.Get(3)) {
-        case 0:
-            list.Swap(a, b);
-            std::iter_swap(ia, ib);
-            break;
-        case 1:
-            list.Rotate(a, b);
-            if (a != b) {
-                const bool aFirst = ia < ib;
-                model.erase(ia);
-                auto pivot = std::find(model.begin(), model.end(), b->id);
-                model.insert(aFirst ? pivot + 1 : pivot, a->id);
-            }
-            break;
-        default:
-            list.Reverse();
-            std::reverse(model.begin(), model.end());
-        }
-        ASSERT_EQ(model, Ids(list)) << "step " << step;
-        ExpectValid(list);
-    }
-}
-
-// Every order search, on the list as built and after Sort, and Sort itself, on random lists
-// against std::stable_sort, std::lower_bound and std::upper_bound.
-TEST(DoubleList, SortAndSearchesMatchStandardOracles)
-{
-    TRandomizer random(20240601);
-    auto idOf = [](const Item* e) { return e ? e->id : -1; };
-    for (int round = 0; round < 300; ++round) {
-        const int n = round < 40 ? round : static_cast<int>(random.Get(300));
-        const int range = 1 + static_cast<int>(random.Get(round % 2 ? 10 : 1000));
-        std::vector<int> values;
-        for (int i = 0; i < n; ++i)
-            values.push_back(static_cast<int>(random.Get(range)));
-        ProbeList list;
-        Fill(list, values);
-        std::vector<int> sortedValues = values;
-        std::stable_sort(sortedValues.begin(), sortedValues.end());
-
-        for (int pass = 0; pass < 2; ++pass) {
-            // Among equal values the first in list order wins.
-            std::map<int, int> firstId;
-            for (Item* e = list.GetFirst(); e; e = list.GetNext(e))
-                firstId.emplace(e->value, e->id);
-            if (n > 0) {
-                EXPECT_EQ(firstId[sortedValues.front()], idOf(list.FindSmallest()));
-                EXPECT_EQ(firstId[sortedValues.back()], idOf(list.FindGreatest()));
-            }
-            std::vector<int> keys = {-1, 0, range - 1, range};
-            for (int k = 0; k < 30; ++k)
-                keys.push_back(static_cast<int>(random.Get(range + 1)));
-            for (int key : keys) {
-                Item k(key);
-                auto lo = std::lower_bound(sortedValues.begin(), sortedValues.end(), key);
-                auto hi = std::upper_bound(sortedValues.begin(), sortedValues.end(), key);
-                const bool found = lo != hi;
-                const int equal = found ? firstId[key] : -1;
-                const int smaller = lo == sortedValues.begin() ? -1 : firstId[*(lo - 1)];
-                const int greater = hi == sortedValues.end() ? -1 : firstId[*hi];
-                ASSERT_EQ(equal, idOf(list.FindEqual(k))) << "round " << round << " key " << key;
-                ASSERT_EQ(found ? list.FindIndexOfMember(*list.FindEqual(k)) : -1, list.FindIndexOfEqual(k));
-                ASSERT_EQ(smaller, idOf(list.FindClosestSmaller(k))) << "round " << round << " key " << key;
-                ASSERT_EQ(found ? equal : smaller, idOf(list.FindEqualOrSmaller(k)));
-                ASSERT_EQ(greater, idOf(list.FindClosestGreater(k))) << "round " << round << " key " << key;
-                ASSERT_EQ(found ? equal : greater, idOf(list.FindEqualOrGreater(k)));
-            }
-            if (pass == 0) {
-                std::vector<Item*> expected;
-                for (Item* e = list.GetFirst(); e; e = list.GetNext(e))
-                    expected.push_back(e);
-                std::stable_sort(expected.begin(), expected.end(),
-                                 [](const Item* a, const Item* b) { return a->value < b->value; });
-                list.Sort();
-                std::vector<Item*> got;
-                for (Item* e = list.GetFirst(); e; e = list.GetNext(e))
-                    got.push_back(e);
-                ASSERT_EQ(expected, got) << "round " << round;
-                ExpectValid(list);
-                EXPECT_TRUE(list.IsSorted());
-                EXPECT_EQ(1, list.SortedFlag());
-                EXPECT_EQ(n < 2 || sortedValues.front() == sortedValues.back(), list.IsSortedBackwards() != 0);
-            }
-        }
+    for (int seed : {1, 2, 3, 4}) {
+        RunAgainstModel<TDoubleList>(seed);
+        RunAgainstModel<TDoubleListOfPtr>(seed);
     }
     EXPECT_EQ(0, liveItems);
 }
 
-TEST(DoubleList, SortUsesCompareModeAndSurvivesAThrowingCompare)
+namespace {
+struct ProbeList : TList<Item> {
+    int SortedFlag() const { return HasListSortedFlag(); }
+};
+}  // namespace
+
+TEST(DoubleList, EdgeCasesCopiesAndOwnership)
 {
-    TList<Item> list;
-    Fill(list, {3, 1, 2, 1});
-    list.SetCompareMode(1);
+    ProbeList list, copy, empty;
+    EXPECT_TRUE(!list.Pop() && !list.DetachLast() && !list.Detach(nullptr) && !list.Element(0) && !list.AddUnique(nullptr));
+    list.Shuffle(1);
+    list.DeleteFirst();
+    list.Delete(nullptr);
     list.Sort();
-    EXPECT_EQ((std::vector<int>{0, 2, 1, 3}), Ids(list)) << "backwards, equals in order";
-
-    TRandomizer random(5);
-    for (int at : {0, 1, 7, 50, 400}) {
-        TList<Item> victim;
-        std::vector<int> values;
-        for (int i = 0; i < 100; ++i)
-            values.push_back(static_cast<int>(random.Get(30)));
-        Fill(victim, values);
-        throwAfterCompares = at;
-        EXPECT_THROW(victim.Sort(), std::runtime_error);
-        throwAfterCompares = -1;
-        ExpectValid(victim);
-        std::vector<int> ids = Ids(victim);
-        std::sort(ids.begin(), ids.end());
-        for (int i = 0; i < 100; ++i)
-            ASSERT_EQ(i, ids[i]) << "every element is still in the list";
+    EXPECT_EQ(1, list.SortedFlag()) << "Sort of an empty list sets the flag";
+    Items it = Fill(list, {3, 1, 2});
+    EXPECT_TRUE(!list.Element(3) && list.Element(-4) == it[0] && !list.Append(nullptr) && list.GetCount() == 3);
+    EXPECT_EQ(it[1], list.Replace(it[1], it[1]));
+    list.SetCompareMode(1);
+    {
+        ProbeList clone(list);  // flags, compare mode and clones
+        EXPECT_TRUE(clone.SortedFlag() && clone.GetCompareMode() == 1);
+        EXPECT_EQ((std::vector<int>{1000, 1001, 1002}), Ids(clone));
     }
-    EXPECT_EQ(4, liveItems);
-}
-
-TEST(DoubleList, AbsorbAndSortMergesOrInserts)
-{
-    TRandomizer random(99);
-    for (int round = 0; round < 100; ++round) {
-        std::vector<int> a, b;
-        for (int i = static_cast<int>(random.Get(40)); i > 0; --i)
-            a.push_back(static_cast<int>(random.Get(12)));
-        for (int i = static_cast<int>(random.Get(40)); i > 0; --i)
-            b.push_back(static_cast<int>(random.Get(12)));
-        ProbeList target, source;
-        Fill(target, a);
-        for (size_t i = 0; i < b.size(); ++i)
-            source.Append(new Item(b[i], 100 + static_cast<int>(i)));
-        // Sorted target and source: a stable merge, target's equals first.
-        target.Sort();
-        source.Sort();
-        std::vector<std::pair<int, int>> model;
-        for (Item* e = target.GetFirst(); e; e = target.GetNext(e))
-            model.emplace_back(e->value, e->id);
-        for (Item* e = source.GetFirst(); e; e = source.GetNext(e))
-            model.emplace_back(e->value, e->id);
-        std::stable_sort(model.begin(), model.end(),
-                         [](const std::pair<int, int>& x, const std::pair<int, int>& y) { return x.first < y.first; });
-        target.AbsorbAndSort(source);
-        std::vector<int> expected;
-        for (auto& p : model)
-            expected.push_back(p.second);
-        ASSERT_EQ(expected, Ids(target));
-        EXPECT_EQ(0, source.GetCount());
-        ExpectValid(target);
-        ExpectValid(source);
-    }
-
+    // Assign deletes the old owned elements and keeps the compare mode; operator= takes it.
+    Fill(copy, {7, 7});
+    copy.Assign(list, nullptr);
+    EXPECT_TRUE(liveItems == 6 && copy.GetCompareMode() == 0);
+    copy = list;
+    copy = copy;
+    EXPECT_TRUE(liveItems == 6 && copy.GetCompareMode() == 1);
+    // Copies of itself, before an element of itself; a clone that gives null is left out.
+    copy.Insert(copy, copy.GetLast(), nullptr);
+    copy += list;
+    copy.Append(list, &liveItems);
+    EXPECT_EQ((std::vector<int>{3, 1, 3, 1, 2, 2, 3, 1, 2}), Ids(copy, true));
+    EXPECT_TRUE(AreEqual(list, list, 0) && !AreEqual(list, copy, 0));
+    copy.Assign(list, nullptr);
+    EXPECT_TRUE(AreEqual(list, copy, 0));
+    copy.DeleteLast();
+    copy.Append(new Item(4, 9));
+    EXPECT_FALSE(AreEqual(list, copy, 0));
+    copy.Append(new Item(1, 8));
+    copy.Sort();
+    EXPECT_EQ((std::vector<int>{9, 1000, 1001, 8}), Ids(copy)) << "backwards, equals in order";
     // Into an empty sorted list from a sorted list: no comparison at all.
-    ProbeList empty, sorted;
-    Fill(sorted, {1, 2, 3, 4});
-    sorted.Sort();
     empty.Sort();
     const long before = compareCalls;
-    empty.AbsorbAndSort(sorted);
-    EXPECT_EQ(before, compareCalls);
-    EXPECT_EQ((std::vector<int>{1, 2, 3, 4}), Values(empty));
-
-    // An unsorted target keeps its order; each source element lands before the first
-    // element greater than it.
-    ProbeList unsorted, extra;
-    Fill(unsorted, {5, 1, 9, 3});
-    for (int v : {4, 9, 0, 10})
-        extra.Append(new Item(v, 50 + v));
-    extra.Sort();
-    unsorted.AbsorbAndSort(extra);
-    EXPECT_EQ((std::vector<int>{0, 4, 5, 1, 9, 3, 9, 10}), Values(unsorted));
-    EXPECT_EQ(0, unsorted.SortedFlag()) << "no flag changes";
-    EXPECT_EQ(0, extra.GetCount());
-    EXPECT_EQ(nullptr, extra.GetFirst());
-    ExpectValid(unsorted);
-}
-
-TEST(DoubleList, SplitAndAbsorb)
-{
-    TList<Item> list, tail;
-    std::vector<Item*> it = Fill(list, {0, 1, 2, 3, 4});
-    tail.Append(new Item(99, 99));
-    list.Split(tail, *it[2]);
-    EXPECT_EQ((std::vector<int>{0, 1}), Ids(list));
-    EXPECT_EQ((std::vector<int>{2, 3, 4}), Ids(tail));
-    EXPECT_EQ(5, liveItems) << "the tail's own element went by its ownership";
-    ExpectValid(list);
-    ExpectValid(tail);
-
-    list.Absorb(tail, it[1]);
-    EXPECT_EQ((std::vector<int>{0, 2, 3, 4, 1}), Ids(list));
-    EXPECT_EQ(0, tail.GetCount());
-    EXPECT_EQ(nullptr, tail.GetFirst());
-    list.Absorb(tail, nullptr);  // empty source: nothing
-    list.Absorb(list, nullptr);  // itself: nothing
-    EXPECT_EQ(5, list.GetCount());
-
-    list.Split(tail, *list.GetFirst());
-    EXPECT_EQ(0, list.GetCount());
-    EXPECT_EQ(nullptr, list.GetFirst());
-    EXPECT_EQ(nullptr, list.GetLast());
-    EXPECT_EQ(5, tail.GetCount());
-    list.Absorb(tail, nullptr);
-    ExpectValid(list);
-    list.Split(tail, *list.GetLast());
-    EXPECT_EQ((std::vector<int>{1}), Ids(tail));
-    EXPECT_EQ(4, list.GetCount());
-    list.Absorb(tail, list.GetFirst());
-    EXPECT_EQ((std::vector<int>{1, 0, 2, 3, 4}), Ids(list));
-    ExpectValid(list);
-}
-
-TEST(DoubleList, SortSplitAbsorbAllocateNothing)
-{
-    typedef StringItem<TListElement> Text;
-    TList<Text> list, other;
-    TRandomizer random(3);
-    for (int i = 0; i < 2000; ++i) {
-        String s;
-        random.SetString(s, 0, 6, "abcXYZ");
-        (i % 2 ? list : other).Append(new Text(s));
-    }
-    const unsigned long stringBlocks = _stringHeap->GetBlocksInUse();
-    const unsigned long defaultBlocks = NH_Heap::Default().GetBlocksInUse();
-    const unsigned long stringBytes = _stringHeap->GetBytesInUse();
-    list.Sort();
-    other.Sort();
-    list.AbsorbAndSort(other);
-    EXPECT_TRUE(list.IsSorted());
-    list.Split(other, *list.Element(777));
-    list.Absorb(other, list.Element(10));
-    list.SetCompareMode(1);
-    list.Sort();
-    list.Shuffle(4);
-    list.Sort();
-    EXPECT_TRUE(list.IsSorted());
-    EXPECT_EQ(2000, list.GetCount());
-    EXPECT_EQ(stringBlocks, _stringHeap->GetBlocksInUse());
-    EXPECT_EQ(stringBytes, _stringHeap->GetBytesInUse());
-    EXPECT_EQ(defaultBlocks, NH_Heap::Default().GetBlocksInUse());
-}
-
-TEST(DoubleList, CopiesCloneAndObeyOwnership)
-{
-    TList<Item> source;
-    Fill(source, {3, 1, 2});
-    source.SetCompareMode(1);
-    {
-        TList<Item> copy(source);
-        EXPECT_EQ(1, copy.GetCompareMode());
-        EXPECT_EQ((std::vector<int>{1000, 1001, 1002}), Ids(copy));
-        EXPECT_EQ(6, liveItems);
-
-        TList<Item> assigned;
-        Fill(assigned, {7, 7});
-        assigned.Assign(source, nullptr);
-        EXPECT_EQ(0, assigned.GetCompareMode()) << "Assign keeps the compare mode";
-        EXPECT_EQ(9, liveItems) << "the old owned elements were deleted";
-        assigned = source;
-        EXPECT_EQ(1, assigned.GetCompareMode());
-        assigned = assigned;
-        EXPECT_EQ(3, assigned.GetCount());
-
-        // Copies of itself, before an element of itself.
-        assigned.Insert(assigned, assigned.GetLast(), nullptr);
-        EXPECT_EQ((std::vector<int>{3, 1, 3, 1, 2, 2}), Values(assigned));
-        assigned += source;
-        EXPECT_EQ(9, assigned.GetCount());
-        source.Add(source, &liveItems);  // a clone that gives null is left out
-        EXPECT_EQ(3, source.GetCount());
-        EXPECT_TRUE(AreEqual(source, source, 0));
-        EXPECT_TRUE(AreEqual(source, copy, 0));
-        EXPECT_FALSE(AreEqual(source, assigned, 0));
-        ExpectValid(assigned);
-    }
-    EXPECT_EQ(3, liveItems);
-
-    Item a(1), b(2);
-    TList<Item> borrowing(0);
-    borrowing.Append(&a);
-    borrowing.Append(&b);
-    borrowing.Assign(source, nullptr);
-    EXPECT_EQ(8, liveItems) << "a non-owning list only forgets what it held";
-    borrowing.DeleteAll();
-    EXPECT_EQ(5, liveItems) << "DeleteAll deletes whatever the flag says";
-}
-
-TEST(DoubleList, WalksAndShuffle)
-{
-    TList<Item> list;
-    Fill(list, {0, 1, 2, 3, 4, 5});
-    list.ForEach([](CollectionElement& e, void* l) { static_cast<TList<Item>*>(l)->Delete(&static_cast<Item&>(e)); },
-                 &list);
-    EXPECT_EQ(0, list.GetCount());
-    EXPECT_EQ(0, liveItems) << "an action that deletes its element still visits all";
-
-    Fill(list, {4, 7, 4, 1});
-    auto isFour = [](const CollectionElement& e, const void*) { return static_cast<const Item&>(e).value == 4 ? 1 : 0; };
-    EXPECT_EQ(0, list.FindFirstThat(isFour, nullptr)->id);
-    EXPECT_EQ(2, list.FindLastThat(isFour, nullptr)->id);
-
-    std::vector<int> shuffled;
-    for (int run = 0; run < 2; ++run) {
-        TList<Item> l;
-        Fill(l, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
-        l.Shuffle(1234);
-        ExpectValid(l);
-        if (run == 0)
-            shuffled = Ids(l);
-        else
-            EXPECT_EQ(shuffled, Ids(l)) << "one seed, one order";
-        std::vector<int> ids = Ids(l);
+    empty.AbsorbAndSort(copy);
+    EXPECT_TRUE(before == compareCalls && empty.GetCount() == 4 && copy.IsEmpty());
+    // A Compare that throws leaves every element in a valid list.
+    for (int after : {0, 1, 7, 50, 400}) {
+        TRandomizer random(after + 1);
+        for (int i = 0; i < 100; ++i)
+            copy.Append(new Item(static_cast<int>(random.Get(30)), i));
+        throwAfterCompares = after;
+        EXPECT_THROW(copy.Sort(), std::runtime_error);
+        throwAfterCompares = -1;
+        std::vector<int> ids = Ids(copy);
         std::sort(ids.begin(), ids.end());
-        EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}), ids);
+        for (int i = 0; i < 100; ++i)
+            ASSERT_EQ(i, ids[i]);
+        copy.DeleteAll();
     }
-    TList<Item> one;
-    Fill(one, {1});
-    one.Shuffle(5);
-    EXPECT_EQ(1, one.GetCount());
+
+    // A non-owning list deletes nothing: not on Replace, Clear, Assign or at its end.
+    Item a(1, 0), b(2, 1), c(3, 2);
+    {
+        TList<Item> borrowing(0);
+        borrowing.Append(&a);
+        borrowing.Append(&b);
+        borrowing.Replace(&a, &c);
+        EXPECT_EQ((std::vector<int>{2, 1}), Ids(borrowing));
+        EXPECT_EQ(1, borrowing.DetachEqual(Item(3, 0)));
+        borrowing.Clear();
+        borrowing.Append(&a);
+        borrowing.Assign(list, nullptr);
+        EXPECT_EQ(liveItems, 3 + 4 + 3 + 3);
+        borrowing.DeleteAll();  // whatever the flag says
+        borrowing.Append(&b);
+    }
+    EXPECT_EQ(liveItems, 3 + 4 + 3);
+    // A walk that deletes the element it was given still visits all.
+    auto isOne = [](const CollectionElement& e, const void*) { return static_cast<const Item&>(e).value == 1 ? 1 : 0; };
+    Fill(list, {1, 5});
+    EXPECT_TRUE(list.FindFirstThat(isOne, nullptr) == it[1] && list.FindLastThat(isOne, nullptr)->id == 3);
+    list.ForEach([](CollectionElement& e, void* l) { static_cast<TList<Item>*>(l)->Delete(&static_cast<Item&>(e)); }, &list);
+    empty.Clear();
+    EXPECT_TRUE(list.IsEmpty() && liveItems == 3);
 }
 
-TEST(StringItem, ComparesClonesAndLivesOnTheStringHeap)
+TEST(DoubleList, SortSplitAbsorbAllocateNothingAndStringItems)
 {
     typedef StringItem<TListElement> Text;
     const unsigned long blocks = _stringHeap->GetBlocksInUse();
     {
-        TList<Text> list;
-        list.Append(new Text("beta"));
-        list.Append(new Text("Alpha"));
-        list.Append(new Text("alpha"));
-        list.Append(new Text("\xE9t\xE9"));
-        list.Append(new Text("alp"));
+        TList<Text> list, other;
+        TRandomizer random(3);
+        for (int i = 0; i < 2000; ++i) {
+            String s;
+            (i % 2 ? list : other).Append(new Text(random.SetString(s, 0, 6, "abcXYZ")));
+        }
+        const unsigned long stringBytes = _stringHeap->GetBytesInUse(), used = NH_Heap::Default().GetBlocksInUse();
         list.Sort();
-        std::vector<std::string> order;
+        other.Sort();
+        list.AbsorbAndSort(other);
+        list.Split(other, *list.Element(777));
+        list.Absorb(other, list.Element(10));
+        list.SetCompareMode(1);
+        list.Shuffle(4);
+        list.Sort();
+        EXPECT_TRUE(list.IsSorted() && list.GetCount() == 2000);
+        EXPECT_TRUE(stringBytes == _stringHeap->GetBytesInUse() && used == NH_Heap::Default().GetBlocksInUse());
+
+        // Mode 0 compares unsigned bytes, zero bytes included; any other mode ignores case.
+        list.DeleteAll();
+        for (const char* text : {"beta", "Alpha", "alpha", "\xE9t\xE9", "alp"})
+            list.Append(new Text(text));
+        list.SetCompareMode(0);
+        list.Sort();
+        std::string order;
         for (Text* t = list.GetFirst(); t; t = list.GetNext(t))
-            order.push_back(t->c_str());
-        EXPECT_EQ((std::vector<std::string>{"Alpha", "alp", "alpha", "beta", "\xE9t\xE9"}), order)
-            << "mode 0 compares unsigned bytes";
-        Text key("ALPHA");
+            order += std::string(t->c_str()) + " ";
+        EXPECT_EQ("Alpha alp alpha beta \xE9t\xE9 ", order);
+        const Text key("ALPHA");
         EXPECT_EQ(nullptr, list.FindEqual(key));
         list.SetCompareMode(1);
         EXPECT_STREQ("Alpha", list.FindEqual(key)->c_str());
         EXPECT_EQ(1, Text("b").Compare(Text("a"), 0));
         EXPECT_EQ(-1, Text(String("a\0b", 0, 0, 3)).Compare(Text(String("a\0c", 0, 0, 3)), 0));
-
+        // Clones share the text; with no memory for an item, null goes on.
         Text* clone = static_cast<Text*>(list.GetFirst()->CreateClone(nullptr));
-        EXPECT_EQ(list.GetFirst()->c_str(), clone->c_str()) << "the clone shares the text";
+        EXPECT_TRUE(clone->c_str() == list.GetFirst()->c_str() && _stringHeap->Owns(clone));
         delete clone;
-
         _stringHeap->FailAllocation(1);
-        Text* failed = new Text("none");
-        EXPECT_EQ(nullptr, failed) << "no memory: no item, and null goes on";
-        _stringHeap->FailAllocation(0);
+        EXPECT_EQ(nullptr, new Text("none"));
     }
     EXPECT_EQ(blocks, _stringHeap->GetBlocksInUse());
+}
+
+TEST(DoubleListOfPtr, NodesDuplicatesAndFunctions)
+{
+    TDoubleListOfPtr list, other, borrowing(0), plain(0);
+    Equip(list);
+    EXPECT_TRUE(!list.Pop() && !list.DetachLast() && !list.Detach(nullptr) && !list.Get(TListPtrIterator()));
+    list.Shuffle(1);
+    list.Delete(nullptr);
+    list.DeleteFirst();
+    // The same pointer twice: operations by pointer act on its first node, DetachLast on the
+    // last node's pointer, so the earlier node goes; a held null is an element like any other.
+    Items it = Fill(list, {1, 2});
+    list.Append(it[0]);
+    TListNode* lastNode = list.GetLastNode();
+    EXPECT_TRUE(list.Detach(it[0]) == it[0] && list.GetLastNode() == lastNode);
+    EXPECT_TRUE(list.Get(TListPtrIterator(lastNode)) == it[0] && list.Replace(it[0], it[0]) == it[0]);
+    list.Prepend(it[0]);
+    EXPECT_TRUE(list.DetachLast() == it[0] && list.GetLast() == it[0] && list.GetFirst() == it[1]);
+    list.Append(nullptr);
+    list.Prepend(nullptr);
+    EXPECT_TRUE(list.Pop() == nullptr && list.DetachLast() == nullptr && list.GetCount() == 2);
+    Item stranger(9, 9), twin(9, 10);
+    EXPECT_TRUE(!list.Detach(&stranger) && !list.GetNext(&stranger) && !list.Replace(&stranger, it[0]));
+    list.Delete(&stranger);
+    EXPECT_EQ(4, liveItems);
+
+    // Swap, Replace and Shuffle keep the nodes and exchange elements; Rotate moves an element
+    // to a new node.
+    Fill(list, {0, 3});
+    const TListNode* nodes[] = {list.FindNode(0), list.FindNode(1), list.FindNode(2), list.FindNode(3)};
+    list.Swap(list.Element(0), list.Element(3));
+    list.Shuffle(42);
+    Item* fresh = new Item(5, 5);
+    list.Replace(it[1], fresh);
+    EXPECT_EQ(liveItems, 4 + 2);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(nodes[i], list.FindNode(i));
+    list.Rotate(fresh, list.GetFirst() == fresh ? list.GetLast() : list.GetFirst());
+    EXPECT_EQ(nodes + 4, std::find(nodes, nodes + 4, list.FindNode(fresh))) << "the moved element gets a new node";
+
+    // Copies take the function pointers; operator= keeps the destination's; AreEqual asks
+    // the first list's comparer only.
+    list.Sort();
+    TDoubleListOfPtr copy(list);
+    EXPECT_TRUE(copy.GetDeleter() == DeleteItem && copy.GetCloner() == CloneItem && AreEqual(copy, list));
+    static int secondComparer = 0;
+    other.SetComparer([](const void* a, const void* b) { return ++secondComparer, CompareItems(a, b); });
+    other.SetDeleter(DeleteItem);
+    other = list;
+    other = other;
+    EXPECT_TRUE(other.GetCloner() == nullptr && other.GetCount() == 4);
+    EXPECT_TRUE(AreEqual(other, list) && secondComparer == 4 && AreEqual(list, list));
+    other.DeleteLast();
+    EXPECT_FALSE(AreEqual(other, list));
+    // Copies of itself, before one of its own elements.
+    copy.Insert(copy, copy.Element(1), nullptr);
+    copy += list;
+    EXPECT_EQ(std::vector<int>({0, 0, 1, 3, 5, 1, 3, 5, 0, 1, 3, 5}), Ids(copy, true));
+
+    // Without a cloner a non-owning list takes the pointers and an owning one takes nothing;
+    // without a comparer elements equal only themselves; without a deleter nothing is deleted.
+    plain.Append(&stranger);
+    borrowing.Add(plain, nullptr);
+    other.Clear();
+    other.Add(plain, nullptr);
+    EXPECT_TRUE(borrowing.GetFirst() == &stranger && other.IsEmpty());
+    plain.Append(&twin);
+    EXPECT_TRUE(plain.FindEqual(&twin) == &twin && plain.AddUnique(&stranger) == &stranger);
+    plain.Sort();
+    plain.ShouldDeleteElements(1);
+    plain.DeleteAll();
+    EXPECT_EQ(2 + 4 + 12, liveItems);
+    // A non-owning list destroyed with elements frees its nodes and leaves the elements; a
+    // walk that deletes the element it was given still visits all.
+    borrowing.Append(copy.GetFirst());
+    auto isOne = [](const void* e, const void*) { return I(e)->value == 1 ? 1 : 0; };
+    EXPECT_TRUE(copy.FindFirstThat(isOne, nullptr) == copy.Element(2) && copy.FindLastThat(isOne, nullptr) == copy.Element(9));
+    copy.ForEach([](void* e, void* l) { static_cast<TDoubleListOfPtr*>(l)->Delete(e); }, &copy);
+    EXPECT_TRUE(copy.IsEmpty() && liveItems == 2 + 4);
 }

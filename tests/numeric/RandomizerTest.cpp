@@ -4,7 +4,6 @@
 #include <cctype>
 #include <climits>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -32,118 +31,72 @@ int DrawsSince(const TRandomizer& after, int seed)
 
 TEST(Randomizer, ParkMillerSequence)
 {
-    TRandomizer r(1);
-    EXPECT_EQ(r.Get(0x7FFFFFFF), 16807ul);
-    EXPECT_EQ(r.Get(0xFFFFFFFF), 282475249ul);
-    EXPECT_EQ(r(kWhole), 1622650073ul);
-    unsigned long state = 0;
-    for (int i = 4; i <= 10000; ++i)
-        state = r.Get(kWhole);
-    EXPECT_EQ(state, 1043618065ul);
+    TRandomizer r(1), a(77), b(5), clock;
+    EXPECT_TRUE(r.Get(0x7FFFFFFF) == 16807 && r.Get(0xFFFFFFFF) == 282475249 && r(kWhole) == 1622650073);
+    for (int i = 4; i < 10000; ++i)
+        r.Get(kWhole);
+    EXPECT_EQ(r.Get(kWhole), 1043618065ul);  // the minimal standard's 10000th state
     EXPECT_EQ(TRandomizer(1).Get(1000), 807ul);
-
     // Any seed, negative ones and those above the modulus included, steps to seed * 16807
-    // mod 2^31 - 1 (with the modulus standing for 0).
+    // mod 2^31 - 1, with the modulus standing for 0.
     for (int seed : {2, 12345, 0x7FFFFFFE, -1, -2, INT_MIN, 0x7FFFFFFF}) {
         TRandomizer g(seed);
         uint64_t s = static_cast<uint32_t>(seed);
         for (int i = 0; i < 5; ++i) {
             s = s * 16807 % 0x7FFFFFFF;
-            if (s == 0)
-                s = 0x7FFFFFFF;
-            ASSERT_EQ(g.Get(kWhole), s) << seed;
+            ASSERT_EQ(g.Get(kWhole), s = s ? s : 0x7FFFFFFF) << seed;
         }
     }
-
-    TRandomizer a(77), b(5);
     a.Get(10);
     b = a;
     EXPECT_EQ(a.Get(kWhole), b.Get(kWhole));
     b.SetSeed(77);
     EXPECT_EQ(DrawsSince(b, 77), 0);
-
     // A clock seed never starts at 0, where the generator would stay at the modulus.
-    TRandomizer clock;
     const unsigned long first = clock.Get(kWhole);
     EXPECT_FALSE(first == clock.Get(kWhole) && first == clock.Get(kWhole));
 }
 
+// Each operation's result and the number of draws it takes, against a twin drawn by hand.
 TEST(Randomizer, DrawsOfEachOperation)
 {
     const int seed = 4242;
-    TRandomizer r(seed), twin(seed);
-    EXPECT_EQ(r.Get(0), 0ul);
-    EXPECT_EQ(DrawsSince(r, seed), 0);
-    EXPECT_EQ(r.Get(1), 0ul);
-    EXPECT_EQ(DrawsSince(r, seed), 1);
-    twin.Get(1);
-
-    EXPECT_EQ(r.GetInRange(5, 5), 5ul);
-    EXPECT_EQ(DrawsSince(r, seed), 2);
-    twin.Get(1);
+    TRandomizer r(seed), twin(seed), c(seed), d(seed), e(seed);
+    EXPECT_TRUE(r.Get(0) == 0 && DrawsSince(r, seed) == 0);
+    EXPECT_TRUE(r.Get(1) == 0 && r.GetInRange(5, 5) == 5 && DrawsSince(r, seed) == 2);
+    twin.Get(1), twin.Get(1);
     for (int i = 0; i < 200; ++i) {
         EXPECT_EQ(r.GetInRange(10, 19), twin.Get(10) + 10);
-        const unsigned long range = 1 + i * 37;
-        const unsigned long log = r.GetLog(range);
-        EXPECT_LT(log, range);
-        EXPECT_EQ(log, twin.Get(twin.Get(range) + 1));
+        const unsigned long range = 1 + i * 37, log = r.GetLog(range);
+        EXPECT_TRUE(log < range && log == twin.Get(twin.Get(range) + 1));
         EXPECT_EQ(r.TrueEvery(3), twin.Get(3) == 0);
         EXPECT_EQ(r.TrueEvery(3, 10), twin.Get(10) < 3);
-        EXPECT_EQ(r.TrueEvery(2, 2), 1);
-        twin.Get(2);
+        EXPECT_EQ(r.TrueEvery(2, 2), (twin.Get(2), 1));
     }
+    EXPECT_TRUE(c.TrueEvery(0) && c.TrueEvery(1) && c.GetLog(0) == 0 && DrawsSince(c, seed) == 2);
 
-    TRandomizer c(seed);
-    EXPECT_EQ(c.TrueEvery(0), 1);
-    EXPECT_EQ(DrawsSince(c, seed), 0);
-    EXPECT_EQ(c.TrueEvery(1), 1);
-    EXPECT_EQ(c.GetLog(0), 0ul);
-    EXPECT_EQ(DrawsSince(c, seed), 2);
-}
-
-TEST(Randomizer, SetString)
-{
-    const int seed = 99;
+    // SetString: one draw for the length, one per character; none for reversed bounds.
     String s("old text");
-    TRandomizer r(seed);
-    EXPECT_EQ(r.SetString(s, 3, 3, nullptr).GetLength(), 3ul);
-    EXPECT_EQ(DrawsSince(r, seed), 4);
-    for (unsigned long i = 0; i < s.GetLength(); ++i)
-        EXPECT_TRUE(std::isalnum(static_cast<unsigned char>(s[i])));
-
-    TRandomizer e(seed);
+    EXPECT_TRUE(d.SetString(s, 3, 3, nullptr).GetLength() == 3 && DrawsSince(d, seed) == 4);
+    EXPECT_TRUE(std::all_of(s.c_str(), s.c_str() + 3, [](char ch) { return std::isalnum(ch & 0xFF); }));
     EXPECT_TRUE(e.SetString(s, 0, 0, nullptr).IsEmpty());
-    EXPECT_EQ(DrawsSince(e, seed), 1);
     s = "old text";
-    EXPECT_TRUE(e.SetString(s, 5, 2, nullptr).IsEmpty());
-    EXPECT_EQ(DrawsSince(e, seed), 1);
-    e.SetString(s, 5, 9, "x");
-    EXPECT_EQ(std::string(s.c_str()), std::string(s.GetLength(), 'x'));
-
-    // Long strings (past any internal chunk) against the draws made by hand.
-    const char* alphabet = "abcdefg";
-    TRandomizer g(seed), twin(seed);
+    EXPECT_TRUE(e.SetString(s, 5, 2, nullptr).IsEmpty() && DrawsSince(e, seed) == 1);
+    // Long strings, past any internal chunk; a one-letter alphabet gives a run of it.
+    TRandomizer mirror = e;
     for (int round = 0; round < 20; ++round) {
-        g.SetString(s, -3, 700, alphabet);
-        long length = static_cast<long>(twin.Get(704)) - 3;
+        e.SetString(s, -3, 700, round ? "abcdefg" : "x");
         std::string expected;
-        for (long i = 0; i < length; ++i)
-            expected += alphabet[twin.Get(7)];
+        for (long length = static_cast<long>(mirror.Get(704)) - 3; length > 0; --length)
+            expected += round ? "abcdefg"[mirror.Get(7)] : "x"[mirror.Get(1)];
         ASSERT_EQ(std::string(s.c_str(), s.GetLength()), expected);
     }
-}
+    EXPECT_EQ(e.Get(kWhole), mirror.Get(kWhole));
 
-TEST(Randomizer, UniqueUnsortedIndexes)
-{
-    const int seed = 31;
-    TRandomizer r(seed);
-    EXPECT_EQ(r.CreateArrayOfUniqueUnsortedIndexes(0, nullptr), nullptr);
+    // Index permutations: the walk of Shuffle, on the default heap or in the caller's array.
     int one = -5;
-    EXPECT_EQ(r.CreateArrayOfUniqueUnsortedIndexes(1, &one), &one);
+    EXPECT_TRUE(!r.CreateArrayOfUniqueUnsortedIndexes(0, nullptr) && r.CreateArrayOfUniqueUnsortedIndexes(1, &one) == &one);
     EXPECT_EQ(one, 0);
-    EXPECT_EQ(DrawsSince(r, seed), 0);
-
-    TRandomizer twin(seed);
     for (int size : {2, 3, 10, 257, 5000}) {
         int* p = r.CreateArrayOfUniqueUnsortedIndexes(size, nullptr);
         ASSERT_TRUE(NH_Heap::Default().Owns(p));
@@ -153,10 +106,6 @@ TEST(Randomizer, UniqueUnsortedIndexes)
         for (int i = 0; i + 1 < size; ++i)
             std::swap(expected[twin.Get(size - i)], expected[size - 1 - i]);
         EXPECT_TRUE(std::equal(expected.begin(), expected.end(), p)) << size;
-        std::vector<bool> seen(size);
-        for (int i = 0; i < size; ++i)
-            seen.at(p[i]) = true;
-        EXPECT_EQ(std::count(seen.begin(), seen.end(), true), size);
         NH_Heap::FreeMem(p);
     }
 }

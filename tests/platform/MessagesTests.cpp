@@ -20,16 +20,7 @@ HWND MakeMessageTarget()
 #endif
 }
 
-// Runs the body on a fresh thread, so that each test starts with no queue.
-void OnNewThread(std::function<void()> body)
-{
-    EXPECT_EQ(0u, JoinThread(StartThread([&]() -> unsigned {
-        body();
-        return 0;
-    })));
-}
-
-}
+}  // namespace
 
 TEST(Messages, QueueIsMadeByTheFirstPeekOrGet)
 {
@@ -61,127 +52,56 @@ TEST(Messages, QueueIsMadeByTheFirstPeekOrGet)
     EXPECT_EQ(DWORD(ERROR_INVALID_THREAD_ID), GetLastError());
     EXPECT_EQ(0u, JoinThread(thread)) << "GetMessageA answers 0 for WM_QUIT";
     ASSERT_EQ(2u, received.size());
-    EXPECT_EQ(UINT(WM_USER + 1), received[0].message);
-    EXPECT_EQ(WPARAM(11), received[0].wParam);
-    EXPECT_EQ(LPARAM(-12), received[0].lParam);
+    EXPECT_TRUE(received[0].message == WM_USER + 1 && received[0].wParam == 11 && received[0].lParam == -12);
     EXPECT_EQ(nullptr, received[0].hwnd);
-    EXPECT_EQ(UINT(WM_QUIT), received[1].message);
-    EXPECT_EQ(WPARAM(13), received[1].wParam);
+    EXPECT_TRUE(received[1].message == WM_QUIT && received[1].wParam == 13);
     CloseHandle(ready);
     CloseHandle(go);
 }
 
-TEST(Messages, PeekFiltersByRangeAndKeepsOrder)
+// Filters by range and by target, in the order of posting, with posts from another thread.
+TEST(Messages, FiltersAndWindowTargets)
 {
-    OnNewThread([] {
+    EXPECT_EQ(0u, JoinThread(StartThread([]() -> unsigned {
         MSG msg;
         EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
-        DWORD self = GetCurrentThreadId();
-        for (UINT message : {UINT(WM_USER + 1), UINT(WM_USER + 5), UINT(WM_USER + 2), UINT(WM_APP)})
-            EXPECT_TRUE(PostThreadMessageA(self, message, message, 0));
-
-        EXPECT_TRUE(PeekMessageA(&msg, nullptr, WM_USER + 2, WM_USER + 5, PM_NOREMOVE));
-        EXPECT_EQ(UINT(WM_USER + 5), msg.message);
-        EXPECT_TRUE(PeekMessageA(&msg, nullptr, WM_USER + 2, WM_USER + 5, PM_REMOVE));
-        EXPECT_EQ(UINT(WM_USER + 5), msg.message);
-        EXPECT_EQ(WPARAM(WM_USER + 5), msg.wParam);
-        EXPECT_TRUE(PeekMessageA(&msg, nullptr, WM_USER + 2, WM_USER + 5, PM_REMOVE));
-        EXPECT_EQ(UINT(WM_USER + 2), msg.message);
-        EXPECT_FALSE(PeekMessageA(&msg, nullptr, WM_USER + 2, WM_USER + 5, PM_REMOVE));
-
-        EXPECT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
-        EXPECT_EQ(UINT(WM_USER + 1), msg.message);
-        EXPECT_TRUE(PeekMessageA(&msg, HWND(LONG_PTR(-1)), 0, 0, PM_REMOVE));
-        EXPECT_EQ(UINT(WM_APP), msg.message);
-        EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
-    });
-}
-
-TEST(Messages, WindowTargetReceivesPostsFromOtherThreads)
-{
-    OnNewThread([] {
         HWND window = MakeMessageTarget();
-        ASSERT_TRUE(window);
-        DWORD self = GetCurrentThreadId();
+        EXPECT_TRUE(window);
+        const DWORD self = GetCurrentThreadId();
         EXPECT_EQ(1u, JoinThread(StartThread([&]() -> unsigned {
-            return PostMessageA(window, WM_USER + 7, 1, 2) && PostThreadMessageA(self, WM_USER + 8, 3, 4);
+            bool posted = PostMessageA(window, WM_USER + 3, 1, 2);
+            for (UINT message : {UINT(WM_USER + 1), UINT(WM_USER + 5), UINT(WM_USER + 2), UINT(WM_APP)})
+                posted = posted && PostThreadMessageA(self, message, message, 0);
+            return posted;
         })));
-
-        // A window filter takes that window's messages, (HWND)-1 only thread messages.
-        MSG msg;
-        EXPECT_TRUE(PeekMessageA(&msg, HWND(LONG_PTR(-1)), WM_USER, WM_USER + 100, PM_REMOVE));
-        EXPECT_EQ(UINT(WM_USER + 8), msg.message);
-        EXPECT_EQ(nullptr, msg.hwnd);
-        EXPECT_FALSE(PeekMessageA(&msg, HWND(LONG_PTR(-1)), WM_USER, WM_USER + 100, PM_REMOVE));
-        EXPECT_EQ(1, GetMessageA(&msg, window, WM_USER, WM_USER + 100));
-        EXPECT_EQ(window, msg.hwnd);
-        EXPECT_EQ(UINT(WM_USER + 7), msg.message);
-        EXPECT_EQ(WPARAM(1), msg.wParam);
-        EXPECT_EQ(LPARAM(2), msg.lParam);
+        EXPECT_TRUE(PeekMessageA(&msg, nullptr, WM_USER + 2, WM_USER + 5, PM_NOREMOVE));
+        EXPECT_EQ(UINT(WM_USER + 3), msg.message);
+        // (HWND)-1 takes only thread messages, a window only that window's.
+        const struct {
+            HWND filter;
+            UINT first, last, message;
+        } takes[] = {
+            {HWND(LONG_PTR(-1)), WM_USER + 2, WM_USER + 5, WM_USER + 5},
+            {HWND(LONG_PTR(-1)), WM_USER + 2, WM_USER + 5, WM_USER + 2},
+            {window, 0, 0, WM_USER + 3},
+            {nullptr, 0, 0, WM_USER + 1},
+            {HWND(LONG_PTR(-1)), 0, 0, WM_APP},
+        };
+        for (const auto& t : takes) {
+            EXPECT_TRUE(PeekMessageA(&msg, t.filter, t.first, t.last, PM_REMOVE));
+            EXPECT_EQ(t.message, msg.message);
+            EXPECT_EQ(t.filter == window ? window : nullptr, msg.hwnd);
+        }
+        EXPECT_FALSE(PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE));
 
         EXPECT_TRUE(PostMessageA(nullptr, WM_USER + 9, 0, 0)) << "null posts to this thread";
-        EXPECT_TRUE(PeekMessageA(&msg, nullptr, WM_USER + 9, WM_USER + 9, PM_REMOVE));
+        EXPECT_EQ(1, GetMessageA(&msg, nullptr, WM_USER + 9, WM_USER + 9));
         EXPECT_EQ(nullptr, msg.hwnd);
-
         EXPECT_TRUE(DestroyWindow(window));
         EXPECT_FALSE(PostMessageA(window, WM_USER, 0, 0));
         EXPECT_EQ(DWORD(ERROR_INVALID_WINDOW_HANDLE), GetLastError());
         EXPECT_EQ(-1, GetMessageA(&msg, window, 0, 0));
         EXPECT_EQ(DWORD(ERROR_INVALID_WINDOW_HANDLE), GetLastError());
-    });
-}
-
-// Producers post numbered messages to two consumers at once; each consumer must see
-// every message of every producer, in the order that producer posted them.
-TEST(Messages, ProducersAndConsumersLoseNothing)
-{
-    const int producers = 4, consumers = 2, perPair = 1500;
-    HANDLE ready[consumers];
-    unsigned ids[consumers];
-    std::vector<HANDLE> threads;
-    bool inOrder[consumers] = {};
-    for (int c = 0; c < consumers; ++c) {
-        ready[c] = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-        threads.push_back(StartThread([&, c]() -> unsigned {
-            MSG msg;
-            PeekMessageA(&msg, nullptr, WM_USER, WM_USER, PM_NOREMOVE);
-            SetEvent(ready[c]);
-            std::vector<LPARAM> next(producers, 0);
-            int ended = 0;
-            bool ordered = true;
-            while (ended < producers && GetMessageA(&msg, nullptr, WM_USER, WM_USER + 1) > 0) {
-                if (msg.message == WM_USER + 1) {
-                    ordered = ordered && next[msg.wParam] == perPair;
-                    ++ended;
-                } else {
-                    ordered = ordered && msg.lParam == next[msg.wParam];
-                    ++next[msg.wParam];
-                }
-            }
-            inOrder[c] = ordered;
-            return 0;
-        }, 0, &ids[c]));
-    }
-    ASSERT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(consumers, ready, TRUE, 5000));
-    LONG volatile failures = 0;
-    for (int p = 0; p < producers; ++p) {
-        threads.push_back(StartThread([&, p]() -> unsigned {
-            for (int i = 0; i < perPair; ++i) {
-                for (int c = 0; c < consumers; ++c) {
-                    if (!PostThreadMessageA(ids[c], WM_USER, WPARAM(p), LPARAM(i)))
-                        InterlockedIncrement(&failures);
-                }
-            }
-            for (int c = 0; c < consumers; ++c)
-                PostThreadMessageA(ids[c], WM_USER + 1, WPARAM(p), 0);
-            return 0;
-        }));
-    }
-    for (HANDLE thread : threads)
-        EXPECT_EQ(0u, JoinThread(thread));
-    EXPECT_EQ(0, failures);
-    for (int c = 0; c < consumers; ++c) {
-        EXPECT_TRUE(inOrder[c]) << "consumer " << c;
-        CloseHandle(ready[c]);
-    }
+        return 0;
+    })));
 }

@@ -27,18 +27,19 @@ TEST(Modules, LoadStringCopiesAndTruncatesAsWindowsDoes)
     HMODULE module = LoadLibraryA(TARN_TEST_STRINGS);
     ASSERT_NE(nullptr, module) << "error " << GetLastError();
 
-    int copied = -1;
-    EXPECT_EQ("Erreur de fichier", Load(module, 18012, 2047, &copied));
-    EXPECT_EQ(17, copied);
     // At most cchBufferMax - 1 characters and the terminator; the answer counts the copy.
-    EXPECT_EQ("Erreu", Load(module, 18012, 6, &copied));
-    EXPECT_EQ(5, copied);
-    EXPECT_EQ("Erreur de fichier", Load(module, 18012, 18, &copied));
-    EXPECT_EQ(17, copied);
-    EXPECT_EQ("", Load(module, 18012, 1, &copied));
-    EXPECT_EQ(0, copied);
     // Only the low 16 bits of the id count.
-    EXPECT_EQ("Erreur de fichier", Load(module, 18012 + 0x10000, 2047));
+    const struct {
+        UINT id;
+        int size;
+        const char* text;
+    } loads[] = {{18012, 2047, "Erreur de fichier"}, {18012, 6, "Erreu"}, {18012, 18, "Erreur de fichier"},
+                 {18012, 1, ""}, {18012 + 0x10000, 2047, "Erreur de fichier"}};
+    int copied = -1;
+    for (const auto& l : loads) {
+        EXPECT_EQ(l.text, Load(module, l.id, l.size, &copied)) << l.size;
+        EXPECT_EQ(int(std::strlen(l.text)), copied) << l.size;
+    }
 
     // A string the table lacks, even one in the block of a present one, gives 0.
     char buffer[16] = "untouched";
@@ -72,8 +73,7 @@ TEST(Modules, LoadingCountsReferencesAndReportsFailures)
     EXPECT_EQ("Erreur de fichier", Load(first, 18012, 64)) << "still loaded by the first reference";
     EXPECT_TRUE(FreeLibrary(first));
 
-    HMODULE again = LoadLibraryA(TARN_TEST_STRINGS);
-    ASSERT_NE(nullptr, again);
+    HMODULE again = LoadLibraryA(TARN_TEST_STRINGS);  // loaded anew after the last FreeLibrary
     EXPECT_EQ("Erreur de fichier", Load(again, 18012, 64));
     EXPECT_TRUE(FreeLibrary(again));
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -10,7 +11,9 @@
 
 using namespace ThreadsTest;
 
-TEST(Sync, CriticalSectionIsRecursiveForItsOwnerAndGuardsUnderContention)
+// A critical section is recursive for its owner, and counts its entries; thread-local slots
+// start empty on every thread and when allocated again.
+TEST(Sync, CriticalSectionsAndThreadLocalSlots)
 {
     CRITICAL_SECTION section;
     InitializeCriticalSection(&section);
@@ -18,10 +21,10 @@ TEST(Sync, CriticalSectionIsRecursiveForItsOwnerAndGuardsUnderContention)
     EXPECT_TRUE(TryEnterCriticalSection(&section));
     auto otherEnters = [&] {
         return JoinThread(StartThread([&]() -> unsigned {
-            if (!TryEnterCriticalSection(&section))
-                return 0;
-            LeaveCriticalSection(&section);
-            return 1;
+            const bool entered = TryEnterCriticalSection(&section);
+            if (entered)
+                LeaveCriticalSection(&section);
+            return entered;
         }));
     };
     EXPECT_EQ(0u, otherEnters());
@@ -29,20 +32,16 @@ TEST(Sync, CriticalSectionIsRecursiveForItsOwnerAndGuardsUnderContention)
     EXPECT_EQ(0u, otherEnters()) << "one Leave of two Enters keeps the lock";
     LeaveCriticalSection(&section);
     EXPECT_EQ(1u, otherEnters());
-
     long counter = 0;
-    const int threads = 4, rounds = 20000;
     std::vector<HANDLE> handles;
-    for (int t = 0; t < threads; ++t) {
+    for (int t = 0; t < 4; ++t) {
         handles.push_back(StartThread([&]() -> unsigned {
-            for (int i = 0; i < rounds; ++i) {
+            for (int i = 0; i < 20000; ++i) {
                 EnterCriticalSection(&section);
-                if (i % 7 == 0)
-                    EnterCriticalSection(&section);
-                long seen = counter;
+                EnterCriticalSection(&section);
+                const long seen = counter;
+                LeaveCriticalSection(&section);  // the outer entry still holds
                 counter = seen + 1;
-                if (i % 7 == 0)
-                    LeaveCriticalSection(&section);
                 LeaveCriticalSection(&section);
             }
             return 0;
@@ -50,38 +49,29 @@ TEST(Sync, CriticalSectionIsRecursiveForItsOwnerAndGuardsUnderContention)
     }
     for (HANDLE h : handles)
         EXPECT_EQ(0u, JoinThread(h));
-    EXPECT_EQ(long(threads) * rounds, counter);
+    EXPECT_EQ(80000, counter);
     DeleteCriticalSection(&section);
-}
 
-TEST(Sync, ThreadLocalSlots)
-{
     DWORD slot = TlsAlloc();
-    ASSERT_NE(TLS_OUT_OF_INDEXES, slot);
     SetLastError(ERROR_ACCESS_DENIED);
     EXPECT_EQ(nullptr, TlsGetValue(slot));
     EXPECT_EQ(DWORD(ERROR_SUCCESS), GetLastError()) << "success clears the last error";
-
-    int mine = 0, theirs = 0;
+    int mine = 0;
     EXPECT_TRUE(TlsSetValue(slot, &mine));
     EXPECT_EQ(1u, JoinThread(StartThread([&]() -> unsigned {
-        bool startsEmpty = TlsGetValue(slot) == nullptr;
-        TlsSetValue(slot, &theirs);
-        return startsEmpty && TlsGetValue(slot) == &theirs;
+        const bool startsEmpty = TlsGetValue(slot) == nullptr;
+        TlsSetValue(slot, &counter);
+        return startsEmpty && TlsGetValue(slot) == &counter;
     })));
     EXPECT_EQ(&mine, TlsGetValue(slot));
-
-    // A slot allocated again starts empty, whatever the slot before held.
     EXPECT_TRUE(TlsFree(slot));
     EXPECT_FALSE(TlsFree(slot));
     EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
-    DWORD again = TlsAlloc();
-    EXPECT_EQ(nullptr, TlsGetValue(again));
-    EXPECT_TRUE(TlsFree(again));
-
-    EXPECT_EQ(nullptr, TlsGetValue(100000));
-    EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
+    slot = TlsAlloc();
+    EXPECT_EQ(nullptr, TlsGetValue(slot));
+    EXPECT_TRUE(TlsFree(slot));
     EXPECT_FALSE(TlsSetValue(100000, &mine));
+    EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
 }
 
 TEST(Sync, ManualAndAutomaticResetEvents)
@@ -113,7 +103,7 @@ TEST(Sync, ManualAndAutomaticResetEvents)
         std::vector<HANDLE> threads;
         for (int i = 0; i < waiters; ++i) {
             threads.push_back(StartThread([&]() -> unsigned {
-                DWORD result = WaitForSingleObject(event, 10000);
+                const DWORD result = WaitForSingleObject(event, 10000);
                 InterlockedIncrement(&released);
                 return result;
             }));
@@ -121,7 +111,7 @@ TEST(Sync, ManualAndAutomaticResetEvents)
         Sleep(200);
         for (int pulse = 1; pulse <= (event == manual ? 1 : waiters); ++pulse) {
             PulseEvent(event);
-            int expected = event == manual ? waiters : pulse;
+            const int expected = event == manual ? waiters : pulse;
             EXPECT_TRUE(Eventually([&] { return Read(released) >= expected; }));
             Sleep(50);
             EXPECT_EQ(expected, Read(released));
@@ -134,77 +124,50 @@ TEST(Sync, ManualAndAutomaticResetEvents)
     CloseHandle(automatic);
 }
 
-TEST(Sync, WaitForAnyTakesTheLowestSignalledObjectOnly)
+TEST(Sync, WaitsForAnyAndForAll)
 {
     HANDLE events[4];
     for (HANDLE& event : events)
         event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    // Any: the lowest signalled object, and only that one is taken.
     SetEvent(events[2]);
     SetEvent(events[3]);
     EXPECT_EQ(WAIT_OBJECT_0 + 2, WaitForMultipleObjects(4, events, FALSE, 0));
     EXPECT_EQ(WAIT_OBJECT_0 + 3, WaitForMultipleObjects(4, events, FALSE, 0));
     EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(4, events, FALSE, 0));
 
-    // A manual event ahead of a set automatic one answers and leaves both set.
-    HANDLE manual = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+    // All: automatic events are taken only together; while one thread waits for both, the
+    // one set event stays free for another wait.
     SetEvent(events[0]);
-    HANDLE mixed[2] = {manual, events[0]};
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, mixed, FALSE, 0));
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(events[0], 0));
-
-    CloseHandle(manual);
-    for (HANDLE event : events)
-        CloseHandle(event);
-}
-
-TEST(Sync, WaitForAllTakesAutomaticEventsOnlyTogether)
-{
-    HANDLE pair[2] = {CreateEventA(nullptr, FALSE, FALSE, nullptr),
-        CreateEventA(nullptr, FALSE, FALSE, nullptr)};
-    SetEvent(pair[0]);
-    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, pair, TRUE, 0));
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pair[0], 0)) << "a failed wait took nothing";
-
-    // While one thread waits for both, the one set event stays free for another wait.
-    HANDLE all = StartThread([&]() -> unsigned {
-        return WaitForMultipleObjects(2, pair, TRUE, 10000);
-    });
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, events, TRUE, 0));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(events[0], 0)) << "a failed wait took nothing";
+    HANDLE all = StartThread([&]() -> unsigned { return WaitForMultipleObjects(2, events, TRUE, 10000); });
     Sleep(50);
-    SetEvent(pair[0]);
+    SetEvent(events[0]);
+    Sleep(50);
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(events[0], 1000));
+    SetEvent(events[1]);
     Sleep(50);
     EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(all, 0));
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pair[0], 1000));
-    SetEvent(pair[1]);
-    Sleep(50);
-    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(all, 0));
-    SetEvent(pair[0]);
+    SetEvent(events[0]);
     EXPECT_EQ(WAIT_OBJECT_0, JoinThread(all));
-    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, pair, FALSE, 0)) << "both were taken";
-    CloseHandle(pair[0]);
-    CloseHandle(pair[1]);
-}
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, events, FALSE, 0)) << "both were taken";
 
-TEST(Sync, TimeOutsAndFailures)
-{
-    HANDLE events[3];
-    for (HANDLE& event : events)
-        event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    // Time-outs wait about as long as asked.
     LARGE_INTEGER start;
     QueryPerformanceCounter(&start);
     EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(events[0], 100));
-    double waited = MillisecondsSince(start);
-    EXPECT_GE(waited, 80.0);
-    EXPECT_LT(waited, 5000.0);
+    EXPECT_GE(MillisecondsSince(start), 80.0);
     QueryPerformanceCounter(&start);
     EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjectsEx(3, events, TRUE, 60, FALSE));
     EXPECT_GE(MillisecondsSince(start), 40.0);
+    EXPECT_LT(MillisecondsSince(start), 5000.0);
 
+    // Failures: null and closed handles, an object that is not an event, bad counts.
     HANDLE closed = CreateEventA(nullptr, TRUE, TRUE, nullptr);
     EXPECT_TRUE(CloseHandle(closed));
     for (HANDLE bad : {HANDLE(nullptr), closed}) {
         EXPECT_EQ(WAIT_FAILED, WaitForSingleObject(bad, 0));
-        EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
-        EXPECT_FALSE(SetEvent(bad));
         EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
         EXPECT_FALSE(CloseHandle(bad));
         EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
@@ -214,7 +177,6 @@ TEST(Sync, TimeOutsAndFailures)
     EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
     EXPECT_FALSE(SetEvent(GetCurrentThread())) << "not an event";
     EXPECT_EQ(DWORD(ERROR_INVALID_HANDLE), GetLastError());
-
     std::vector<HANDLE> many(MAXIMUM_WAIT_OBJECTS + 1, events[0]);
     for (DWORD count : {DWORD(0), DWORD(many.size())}) {
         EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(count, many.data(), FALSE, 0));
@@ -224,58 +186,38 @@ TEST(Sync, TimeOutsAndFailures)
         CloseHandle(event);
 }
 
-// Rounds in which other threads set each of 16 automatic events once, in random order;
-// waits for any must see each event exactly once per round and nothing more.
+// Rounds in which four threads set each of 16 automatic events once, in random order; waits
+// for any must see each event exactly once per round and nothing more.
 TEST(Sync, WaitsSeeEverySetOfOtherThreads)
 {
-    const int eventCount = 16, setters = 4, rounds = 150;
-    HANDLE events[eventCount], go[setters], done[setters];
+    HANDLE events[16];
     for (HANDLE& event : events)
         event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    for (int s = 0; s < setters; ++s) {
-        go[s] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        done[s] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    }
-    std::vector<int> plan(eventCount);
-    bool stop = false;
-    std::vector<HANDLE> threads;
-    for (int s = 0; s < setters; ++s) {
-        threads.push_back(StartThread([&, s]() -> unsigned {
-            std::minstd_rand random(unsigned(s + 1));
-            while (WaitForSingleObject(go[s], INFINITE) == WAIT_OBJECT_0 && !stop) {
-                for (int i = s; i < eventCount; i += setters) {
-                    if (random() % 2)
+    std::mt19937 random(7);
+    std::vector<int> plan(16);
+    for (int round = 0; round < 150; ++round) {
+        std::iota(plan.begin(), plan.end(), 0);
+        std::shuffle(plan.begin(), plan.end(), random);
+        HANDLE setters[4];
+        for (int s = 0; s < 4; ++s)
+            setters[s] = StartThread([&, s]() -> unsigned {
+                for (int i = s; i < 16; i += 4) {
+                    if (i % 3 == 0)
                         Sleep(0);
                     SetEvent(events[plan[i]]);
                 }
-                SetEvent(done[s]);
-            }
-            return 0;
-        }));
-    }
-    std::mt19937 random(7);
-    for (int round = 0; round < rounds; ++round) {
-        for (int i = 0; i < eventCount; ++i)
-            plan[i] = i;
-        std::shuffle(plan.begin(), plan.end(), random);
-        for (HANDLE g : go)
-            SetEvent(g);
-        bool seen[eventCount] = {};
-        for (int i = 0; i < eventCount; ++i) {
-            DWORD result = WaitForMultipleObjects(eventCount, events, FALSE, 5000);
-            ASSERT_LT(result, DWORD(WAIT_OBJECT_0 + eventCount)) << "round " << round;
+                return 0;
+            });
+        bool seen[16] = {};
+        for (int i = 0; i < 16; ++i) {
+            const DWORD result = WaitForMultipleObjects(16, events, FALSE, 5000);
+            ASSERT_LT(result, DWORD(WAIT_OBJECT_0 + 16)) << "round " << round;
             ASSERT_FALSE(seen[result - WAIT_OBJECT_0]) << "round " << round;
             seen[result - WAIT_OBJECT_0] = true;
         }
-        ASSERT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(setters, done, TRUE, 5000));
-        ASSERT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(eventCount, events, FALSE, 0));
-    }
-    stop = true;
-    for (int s = 0; s < setters; ++s) {
-        SetEvent(go[s]);
-        EXPECT_EQ(0u, JoinThread(threads[s]));
-        CloseHandle(go[s]);
-        CloseHandle(done[s]);
+        for (HANDLE setter : setters)
+            EXPECT_EQ(0u, JoinThread(setter));
+        ASSERT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(16, events, FALSE, 0));
     }
     for (HANDLE event : events)
         CloseHandle(event);

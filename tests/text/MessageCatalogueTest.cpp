@@ -5,6 +5,7 @@
 #include <CommonTarn.h>
 #include <TarnPlatform.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -12,202 +13,131 @@
 
 namespace {
 
-const char kDiskFull[] = "There is not enough disk space on partition %s.";
-
 // Loads the test translation and notifies it for one scope.
-class Translation {
-public:
+struct Translation {
     Translation() : module(LoadLibraryA(TARN_TEST_STRINGS)) { NotifyLocalizedStringDll(module); }
-    ~Translation()
-    {
-        NotifyLocalizedStringDll(nullptr);
-        FreeLibrary(module);
-    }
+    ~Translation() { NotifyLocalizedStringDll(nullptr), FreeLibrary(module); }
     HINSTANCE module;
 };
 
-std::string Found(unsigned int id)
-{
-    String text(FindString(id));
-    return text.c_str();
-}
+std::string Found(unsigned int id) { return String(FindString(id)).c_str(); }
+std::string Built(unsigned int id, const char* argument) { return String(BuildString(id, argument)).c_str(); }
 
 }  // namespace
 
-TEST(MessageCatalogue, BuiltInTableHasTheTwentySevenTexts)
+TEST(MessageCatalogue, BuiltInTableAndTranslation)
 {
     // Every id of 16 bits: exactly 18000 to 18026 have a text, in id order with this CRC.
     std::string all;
     char buffer[2048];
     int found = 0;
-    for (unsigned int id = 0; id <= 0xFFFF; ++id) {
-        if (!*FindString(buffer, id))
-            continue;
-        ++found;
-        EXPECT_TRUE(id >= 18000 && id <= 18026) << id;
-        all.append(buffer, std::strlen(buffer) + 1);
-    }
-    EXPECT_EQ(27, found);
-    EXPECT_EQ(2321u, all.size());
+    for (unsigned int id = 0; id <= 0xFFFF; ++id)
+        if (*FindString(buffer, id)) {
+            EXPECT_TRUE(id >= 18000 && id <= 18026) << id;
+            all.append(buffer, std::strlen(buffer) + 1), ++found;
+        }
+    EXPECT_TRUE(found == 27 && all.size() == 2321u);
     EXPECT_EQ(0xc22f8227ul, ComputeCrc32(all.data(), static_cast<unsigned long>(all.size())));
-
-    EXPECT_EQ("File error", Found(18012));
-    EXPECT_EQ(kDiskFull, Found(18019));
-    EXPECT_EQ(std::string("%s\nAn error occurred. This file could not be opened."), Found(18000));
-
+    EXPECT_TRUE(Found(18012) == "File error" && Found(18019) == "There is not enough disk space on partition %s.");
+    EXPECT_EQ(buffer, FindString(buffer, 18001));
     // An unknown id gives an empty text in a buffer of its own.
     const String a(FindString(1)), b(FindString(1));
-    EXPECT_STREQ("", a.c_str());
-    EXPECT_NE(a.c_str(), b.c_str());
-    EXPECT_NE(a.c_str(), String().c_str());
-    EXPECT_STREQ("", FindString(buffer, 0));
-    EXPECT_EQ(buffer, FindString(buffer, 18001));
-
+    EXPECT_TRUE(a.IsEmpty() && a.c_str() != b.c_str() && a.c_str() != String().c_str());
+    EXPECT_EQ("There is not enough disk space on partition D.", Built(18019, "D"));
+    EXPECT_EQ("C:\\r\nAn error occurred. This file could not be opened.", Built(18000, "C:\\r"));
+    std::strcpy(buffer, "left over");
+    EXPECT_STREQ("There is not enough disk space on partition E.", BuildString(buffer, 18019, "E"));
+    // No text, no formatting: the argument, not a text, would crash a read.
+    const char* unreadable = reinterpret_cast<const char*>(1);
+    EXPECT_EQ("", Built(4711, unreadable));
+    EXPECT_STREQ("", BuildString(buffer, 4711, unreadable));
     // Without a notified module the module form reads the built-in table too.
     HMODULE module = LoadLibraryA(TARN_TEST_STRINGS);
     ASSERT_NE(nullptr, module);
-    const String viaModule(FindString(module, 18012));
-    EXPECT_STREQ("File error", viaModule.c_str());
+    EXPECT_STREQ("File error", String(FindString(module, 18012)).c_str());
     FreeLibrary(module);
-}
 
-TEST(MessageCatalogue, BuildStringFormatsOnlyKnownTexts)
-{
-    const String full(BuildString(18019, "D"));
-    EXPECT_STREQ("There is not enough disk space on partition D.", full.c_str());
-    const String opened(BuildString(18000, "C:\\report.txt"));
-    EXPECT_STREQ("C:\\report.txt\nAn error occurred. This file could not be opened.", opened.c_str());
-
-    char buffer[2048] = "left over";
-    EXPECT_EQ(buffer, BuildString(buffer, 18019, "E"));
-    EXPECT_STREQ("There is not enough disk space on partition E.", buffer);
-
-    // No text, no formatting: the argument, not a text, would crash a read.
-    const char* unreadable = reinterpret_cast<const char*>(1);
-    const String none(BuildString(4711, unreadable));
-    EXPECT_STREQ("", none.c_str());
-    std::strcpy(buffer, "left over");
-    EXPECT_STREQ("", BuildString(buffer, 4711, unreadable));
-}
-
-TEST(MessageCatalogue, NotifiedModuleIsTheOnlySource)
-{
     {
+        // A notified module is the only source, also for ids that it lacks.
         Translation translation;
         ASSERT_NE(nullptr, translation.module);
-        EXPECT_EQ("Erreur de fichier", Found(18012));
-        EXPECT_EQ("", Found(18000)) << "the module lacks it; the built-in text is not consulted";
-        const String built(BuildString(18019, "D"));
-        EXPECT_STREQ("Il n'y a pas assez d'espace sur la partition D.", built.c_str());
-        char buffer[2048];
+        EXPECT_TRUE(Found(18012) == "Erreur de fichier" && Found(18000).empty());
+        EXPECT_EQ("Il n'y a pas assez d'espace sur la partition D.", Built(18019, "D"));
         EXPECT_STREQ("", BuildString(buffer, 18000, "x"));
-
         // The catalogue hands LoadStringA 2047: 2046 characters and the terminator.
         std::memset(buffer, '#', sizeof buffer);
         FindString(buffer, 102);
-        EXPECT_EQ(2046u, std::strlen(buffer));
-        EXPECT_EQ(std::string(buffer, 10), "0123456789");
-
+        EXPECT_TRUE(std::strlen(buffer) == 2046u && std::string(buffer, 10) == "0123456789");
         // The module form reads the module given, here the program's own, which has none.
-        const String fromProgram(FindString(static_cast<HINSTANCE>(nullptr), 18012));
-        EXPECT_STREQ("", fromProgram.c_str());
+        EXPECT_STREQ("", String(FindString(static_cast<HINSTANCE>(nullptr), 18012)).c_str());
     }
     EXPECT_EQ("File error", Found(18012)) << "null goes back to the built-in table";
 }
 
-TEST(MessageCatalogue, CachedStringsLiveUntilUnload)
+TEST(MessageCatalogue, CachedAndAdoptedStrings)
 {
     const String& first = FindCachedString(18008);
-    EXPECT_STREQ("Invalid directory name.", first.c_str());
     const unsigned long blocks = _stringHeap->GetBlocksInUse();
-    EXPECT_EQ(&first, &FindCachedString(18008));
-    EXPECT_EQ(blocks, _stringHeap->GetBlocksInUse()) << "a hit allocates nothing";
-
-    const String& unknown = FindCachedString(31000);
-    EXPECT_STREQ("", unknown.c_str());
-    EXPECT_EQ(&unknown, &FindCachedString(31000)) << "the empty text is cached like any other";
-
+    EXPECT_STREQ("Invalid directory name.", first.c_str());
+    EXPECT_TRUE(&first == &FindCachedString(18008) && blocks == _stringHeap->GetBlocksInUse()) << "a hit allocates nothing";
+    // The empty text is cached like any other; ids that share a bucket of the 509 stay apart.
+    const String &unknown = FindCachedString(31000), &neighbour = FindCachedString(31000 + 509);
+    EXPECT_TRUE(unknown.IsEmpty() && &unknown == &FindCachedString(31000) && &unknown != &neighbour);
+    EXPECT_EQ(&neighbour, &FindCachedString(31000 + 509));
     {
         Translation translation;
-        EXPECT_EQ(&first, &FindCachedString(18008));
-        EXPECT_STREQ("Invalid directory name.", FindCachedString(18008).c_str()) << "cached before";
+        EXPECT_TRUE(&first == &FindCachedString(18008) && first == "Invalid directory name.") << "cached before";
         EXPECT_STREQ("Le fichier n'a pas pu etre renomme.", FindCachedString(18013).c_str());
     }
     EXPECT_STREQ("Le fichier n'a pas pu etre renomme.", FindCachedString(18013).c_str());
 
-    // Ids that share a bucket of the 509 stay apart.
-    const String& low = FindCachedString(31000 + 509);
-    EXPECT_NE(&unknown, &low);
-    EXPECT_EQ(&low, &FindCachedString(31000 + 509));
-}
-
-TEST(MessageCatalogue, LoadAndAdoptStringGivesAnOwnedString)
-{
-    const unsigned long blocks = _stringHeap->GetBlocksInUse();
+    const unsigned long before = _stringHeap->GetBlocksInUse();
     String* text = LoadAndAdoptString(18012);
-    ASSERT_NE(nullptr, text);
-    EXPECT_TRUE(_stringHeap->Owns(text));
-    EXPECT_STREQ("File error", text->c_str());
-
+    ASSERT_TRUE(text && _stringHeap->Owns(text) && *text == "File error");
     String* slot = text;
     AdoptString(slot, 18001);
     EXPECT_EQ(text, slot) << "a slot that is not null stays";
     delete text;
-
     slot = nullptr;
     AdoptString(slot, 18001);
     ASSERT_NE(nullptr, slot);
     EXPECT_STREQ("An error occurred. The file could not be deleted.", slot->c_str());
     delete slot;
-
     // No room for the String: null, and no text made for it.
     _stringHeap->FailAllocation(1);
-    EXPECT_EQ(nullptr, LoadAndAdoptString(18012));
-    EXPECT_EQ(blocks, _stringHeap->GetBlocksInUse());
+    EXPECT_TRUE(LoadAndAdoptString(18012) == nullptr && before == _stringHeap->GetBlocksInUse());
 }
 
 TEST(MessageCatalogue, CacheServesManyThreadsAtOnce)
 {
     constexpr int kThreads = 16;
-    constexpr unsigned int kUnknownFirst = 40000, kUnknownCount = 64;
-    // Each thread walks the ids from its own starting point, so first lookups collide.
-    auto run = [&](const std::vector<unsigned int>& ids, std::vector<std::vector<const String*>>& seen) {
+    // Each thread walks the ids from its own starting point, so first lookups collide; every
+    // thread must see the same objects throughout.
+    auto run = [&](const std::vector<unsigned int>& ids) {
+        std::vector<std::vector<const String*>> seen(kThreads, std::vector<const String*>(ids.size()));
         std::vector<std::thread> threads;
         for (int t = 0; t < kThreads; ++t)
             threads.emplace_back([&, t] {
-                std::vector<const String*>& mine = seen[t];
-                mine.assign(ids.size(), nullptr);
                 for (int round = 0; round < 20; ++round)
-                    for (size_t k = 0; k < ids.size(); ++k) {
-                        const size_t i = (k + t * 7) % ids.size();
-                        const String* s = &FindCachedString(ids[i]);
-                        if (mine[i] && mine[i] != s)
-                            ADD_FAILURE() << "id " << ids[i] << " moved";
-                        mine[i] = s;
-                    }
+                    for (size_t k = 0, i = t * 7 % ids.size(); k < ids.size(); ++k, i = (i + 1) % ids.size())
+                        if (const String* s = &FindCachedString(ids[i]); seen[t][i] != s)
+                            seen[t][i] = round ? nullptr : s;
             });
         for (std::thread& thread : threads)
             thread.join();
-        for (int t = 1; t < kThreads; ++t)
-            EXPECT_EQ(seen[0], seen[t]) << "every thread sees the same objects";
+        for (int t = 0; t < kThreads; ++t)
+            EXPECT_TRUE(seen[0] == seen[t] && std::count(seen[t].begin(), seen[t].end(), nullptr) == 0) << t;
+        return seen[0];
     };
-
-    std::vector<unsigned int> builtIn;
+    std::vector<unsigned int> builtIn, translated = {100, 101, 103};
     for (unsigned int id = 18014; id <= 18026; ++id)
         builtIn.push_back(id);
-    for (unsigned int id = kUnknownFirst; id < kUnknownFirst + kUnknownCount; ++id)
-        builtIn.push_back(id);
-    std::vector<std::vector<const String*>> seen(kThreads);
-    run(builtIn, seen);
-    EXPECT_STREQ("This file is of the wrong type.", seen[0][18024 - 18014]->c_str());
-    EXPECT_STREQ("", seen[0].back()->c_str());
-
+    for (unsigned int id = 40000; id < 40064; ++id)
+        builtIn.push_back(id), translated.push_back(id + 10000);
+    std::vector<const String*> seen = run(builtIn);
+    EXPECT_TRUE(*seen[18024 - 18014] == "This file is of the wrong type." && seen.back()->IsEmpty());
     // With a module, the misses go to LoadStringA from many threads.
     Translation translation;
-    std::vector<unsigned int> translated = {100, 101, 103};
-    for (unsigned int id = 50000; id < 50032; ++id)
-        translated.push_back(id);
-    run(translated, seen);
-    EXPECT_STREQ("joined text, again", seen[0][1]->c_str());
-    EXPECT_STREQ("wide", seen[0][2]->c_str());
+    seen = run(translated);
+    EXPECT_TRUE(*seen[1] == "joined text, again" && *seen[2] == "wide");
 }

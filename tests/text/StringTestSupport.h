@@ -1,9 +1,14 @@
-// Helpers of the String tests: a look at a buffer's header, and the string heap's counters.
+// Helpers of the String tests: a look at a buffer's header, the string heap's counters, and
+// a text as a std::string, zero bytes included.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <CommonTarn.h>
+
+#include <string>
+
+const unsigned long kEnd = static_cast<unsigned long>(-1);
 
 inline const StringRef* RefOf(const String& s)
 {
@@ -13,6 +18,11 @@ inline const StringRef* RefOf(const String& s)
 inline unsigned long StringBlocks()
 {
     return _stringHeap->GetBlocksInUse();
+}
+
+inline std::string Text(const String& s)
+{
+    return std::string(s.c_str(), s.length());
 }
 
 // Checks at the end of a scope that the string heap holds as many blocks as at its start.

@@ -1,5 +1,4 @@
-// Helpers of the threads suite: a thread that takes a lock on request, time since a start,
-// and polling with a generous limit.
+// Helpers of the threads suite: time since a start, and polling with a generous limit.
 #pragma once
 
 #include <atomic>
@@ -7,7 +6,6 @@
 #include <thread>
 
 #include "TarnPlatform.h"
-#include "threads/CriticalSection.h"
 
 namespace ThreadsSuite {
 
@@ -28,36 +26,5 @@ bool Eventually(Condition condition)
     }
     return condition();
 }
-
-// Another thread that enters the lock, notes it, and leaves; joined at destruction.
-class TContender {
-public:
-    explicit TContender(const TCriticalSection& lock)
-        : thread([this, &lock] {
-              TAutoCriticalSection hold(lock);
-              acquired = true;
-          })
-    {
-    }
-    explicit TContender(const TMultithreadedObject& object)
-        : thread([this, &object] {
-              TAutoLock hold(object);
-              acquired = true;
-          })
-    {
-    }
-    ~TContender() { thread.join(); }
-    // False only if the lock was still held after a while.
-    bool AcquiredWithin(int ms) const
-    {
-        for (int i = 0; i < ms && !acquired; ++i)
-            Sleep(1);
-        return acquired;
-    }
-
-private:
-    std::atomic<bool> acquired{false};
-    std::thread thread;
-};
 
 }  // namespace ThreadsSuite

@@ -61,20 +61,16 @@ TEST(Timer, WordByWordArithmetic)
 
 TEST(Timer, UnitsPausesAndTruncation)
 {
-    const TTimerProbe seconds(TTimer::eSeconds), millis(TTimer::eMilliseconds), micros(TTimer::eMicroseconds),
-        other(static_cast<TTimer::Units>(7));
+    const TTimerProbe seconds(TTimer::eSeconds), millis, micros(TTimer::eMicroseconds), other(TTimer::Units(7));
     EXPECT_DOUBLE_EQ(1000.0, millis.unitsPerTick / seconds.unitsPerTick);
     EXPECT_DOUBLE_EQ(1000.0, micros.unitsPerTick / millis.unitsPerTick);
     EXPECT_EQ(seconds.unitsPerTick, other.unitsPerTick) << "any other unit counts as seconds";
-    EXPECT_EQ(seconds.highResolution, millis.highResolution) << "one choice per process";
 
-    // Not started: reads 0 and goes on reading 0.
+    // Not started: reads 0. Running 10 ms, paused 100 ms, running 10 ms: about 20 ms. Neither
+    // a second Pause nor a second Resume changes anything.
     TTimer timer(TTimer::eMilliseconds, 0);
     Sleep(20);
     EXPECT_EQ(0.0, timer.GetElapsedTime());
-
-    // Running 10 ms, paused 100 ms, running 10 ms: about 20 ms. Neither a second Pause nor
-    // a second Resume changes anything.
     timer.Resume();
     Sleep(10);
     timer.Pause();
@@ -88,11 +84,9 @@ TEST(Timer, UnitsPausesAndTruncation)
     const double both = timer;
     EXPECT_GE(both, 18.0);
     EXPECT_LT(both, 90.0);
-    EXPECT_GE(timer.GetElapsedTime(), both) << "a running timer grows between reads";
-
-    // Start on a running timer with accumulated time reads about 0 afterwards.
+    EXPECT_GE(float(timer), both) << "a running timer grows between reads";
     timer.Start();
-    EXPECT_LT(timer.GetElapsedTime(), 10.0);
+    EXPECT_LT(timer.GetElapsedTime(), 10.0) << "Start begins again from 0";
 
     // Reading leaves the accumulated ticks alone; (unsigned long) truncates.
     TTimerProbe probe;
@@ -103,15 +97,6 @@ TEST(Timer, UnitsPausesAndTruncation)
     probe.Resume();
     EXPECT_GE(double(probe), 1.9);
     EXPECT_EQ(2u, probe.accumulated.low);
-
-    // The low-resolution path measures real time too.
-    TTimerProbe coarse;
-    coarse.highResolution = 0;
-    coarse.unitsPerTick = 1.0;
-    coarse.Start();
-    Sleep(30);
-    EXPECT_GE(coarse.GetElapsedTime(), 25.0);
-    EXPECT_LT(coarse.GetElapsedTime(), 1000.0);
 }
 
 TEST(Timer, TracerSlots)
@@ -127,7 +112,6 @@ TEST(Timer, TracerSlots)
     tracer.Store("second");  // marks are not affected by Pause
     tracer.Store("third");
     EXPECT_EQ(2, tracer.GetNumSlot());
-
     const double first = tracer.GetTime(0, 0, &label);
     EXPECT_STREQ("first", label);
     EXPECT_EQ(first, tracer.GetTime(0, 1, nullptr)) << "slot 0 measures from the start either way";
@@ -138,19 +122,14 @@ TEST(Timer, TracerSlots)
     EXPECT_NEAR(first + step, tracer.GetTime(1, 1, nullptr), 0.001);
     EXPECT_EQ(0.0, tracer.GetTime(2, 0, &label));
     EXPECT_EQ(nullptr, label);
-    label = "unset";
-    EXPECT_EQ(0.0, tracer.GetTime(-1, 0, &label));
-    EXPECT_EQ(nullptr, label);
 
     // Copies own their marks: each lives on after the other is gone.
     TimeTracer* original = new TimeTracer(tracer);
     TimeTracer assigned(TTimer::eSeconds, 1);
     assigned = *original;
     delete original;
-    EXPECT_EQ(2, assigned.GetNumSlot());
     EXPECT_EQ(step, assigned.GetTime(1, 0, &label));
     EXPECT_STREQ("second", label);
-
     TimeTracer none(TTimer::eMilliseconds, 0);
     none.Store("nothing");
     EXPECT_EQ(0, none.GetNumSlot());

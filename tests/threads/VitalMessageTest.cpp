@@ -9,21 +9,19 @@
 #include "threads/ThreadEvent.h"
 #include "threads/VitalMessage.h"
 
+using ThreadsSuite::Eventually;
 using ThreadsSuite::SecondsSince;
 
 namespace {
 
-// A message that knows when it is destroyed and can be cloned.
+// A message that counts its destructions and can be cloned.
 class TCountedMessage : public TVitalInterThreadMessage {
 public:
-    explicit TCountedMessage(int id, int* destroyed = nullptr) : destroyed(destroyed) { messageId = id; }
-    ~TCountedMessage() override
-    {
-        if (destroyed)
-            ++*destroyed;
-    }
-    CollectionElement* CreateClone(const void*) const override { return new TCountedMessage(messageId + 100); }
+    TCountedMessage(int id, int* destroyed) : destroyed(destroyed) { messageId = id; }
+    ~TCountedMessage() override { ++*destroyed; }
+    CollectionElement* CreateClone(const void*) const override { return new TCountedMessage(messageId + 100, &clones); }
     int* destroyed;
+    static inline int clones = 0;
 };
 
 std::vector<int> Drain(TVitalInterThreadMessageAgent& agent)
@@ -36,61 +34,8 @@ std::vector<int> Drain(TVitalInterThreadMessageAgent& agent)
     return ids;
 }
 
-// A thread with a message queue that notes when each WM_VITAL_MESSAGE arrives, until it
-// gets WM_QUIT. With a delay, it makes its queue only that many seconds after its start.
-class TWakeUpReceiver {
-public:
-    explicit TWakeUpReceiver(double queueDelay = 0)
-        : thread([this, queueDelay] {
-              id = GetCurrentThreadId();
-              while (SecondsSince(created) < queueDelay)
-                  Sleep(10);
-              MSG msg;
-              PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE);
-              hasQueue = true;
-              while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
-                  if (msg.message == WM_VITAL_MESSAGE && msg.wParam == 0 && msg.lParam == 0)
-                      arrivals.push_back(SecondsSince(created));
-              }
-          })
-    {
-        EXPECT_TRUE(ThreadsSuite::Eventually([&] { return id != 0 && (queueDelay > 0 || hasQueue); }));
-    }
-    // Stops the thread after the messages posted so far; the arrivals are then readable.
-    const std::vector<double>& Stop()
-    {
-        EXPECT_TRUE(ThreadsSuite::Eventually([&] { return hasQueue.load(); }));
-        PostThreadMessageA(id, WM_QUIT, 0, 0);
-        thread.join();
-        return arrivals;
-    }
-
-    const std::chrono::steady_clock::time_point created = std::chrono::steady_clock::now();
-    std::atomic<DWORD> id{0};
-    std::atomic<bool> hasQueue{false};
-
-private:
-    std::vector<double> arrivals;
-    std::thread thread;
-};
-
-// Waits through the agent for an event that another thread sets after the given seconds;
-// answers how long the wait took.
-double WaitFor(TVitalInterThreadMessageAgent& agent, unsigned long threadId, double seconds)
-{
-    TThreadEvent done;
-    std::thread setter([&] {
-        Sleep(static_cast<DWORD>(seconds * 1000));
-        done.SetTrue();
-    });
-    const auto start = std::chrono::steady_clock::now();
-    agent.Wait(threadId, done);
-    const double waited = SecondsSince(start);
-    setter.join();
-    return waited;
-}
-
 }  // namespace
+
 TEST(VitalMessages, QueueOrderOwnershipAndCopies)
 {
     const TVitalInterThreadMessage fresh;
@@ -100,29 +45,17 @@ TEST(VitalMessages, QueueOrderOwnershipAndCopies)
     TVitalInterThreadMessageAgent agent;
     EXPECT_EQ(nullptr, agent.DetachOldestMessage());
     EXPECT_EQ(0, agent.ExistMessages());
-    for (int id = 1; id <= 3; ++id)
-        agent.Post(new TCountedMessage(id));
-    for (int id = 1; id <= 3; ++id) {
-        EXPECT_EQ(1, agent.ExistMessages());
-        TVitalInterThreadMessage* message = agent.DetachOldestMessage();
-        ASSERT_NE(nullptr, message);
-        EXPECT_EQ(id, message->messageId);
-        delete message;
-    }
-    EXPECT_EQ(0, agent.ExistMessages());
-
-    // Copies clone what can be cloned; base messages give no clone and are left out.
-    TVitalInterThreadMessage plain;
     int destroyed = 0;
     TCountedMessage first(1, &destroyed), second(2, &destroyed);
     agent.Post(&first);
     agent.Post(&second);
+
+    // Copies clone what can be cloned; base messages give no clone and are left out.
+    TVitalInterThreadMessage plain;
     {
-        TVitalInterThreadMessageAgent copy(agent);
+        TVitalInterThreadMessageAgent copy(agent), withPlain, assigned;
         EXPECT_EQ((std::vector<int>{101, 102}), Drain(copy));
-        TVitalInterThreadMessageAgent withPlain;
         withPlain.Post(&plain);
-        TVitalInterThreadMessageAgent assigned;
         assigned = withPlain;
         EXPECT_EQ(0, assigned.ExistMessages());
         EXPECT_EQ(&plain, withPlain.DetachOldestMessage());
@@ -135,123 +68,95 @@ TEST(VitalMessages, QueueOrderOwnershipAndCopies)
     }
     EXPECT_EQ(-1, plain.messageId);
     EXPECT_EQ(0, destroyed);
-    EXPECT_EQ(&first, agent.DetachOldestMessage());
-    EXPECT_EQ(&second, agent.DetachOldestMessage());
-    EXPECT_EQ(nullptr, agent.DetachOldestMessage());
-}
-
-// The four wake-up cases run side by side, so the test takes about 2.5 seconds.
-TEST(VitalMessages, WakeUpsOncePerSecondUntilDone)
-{
-    TVitalInterThreadMessageAgent agent;
-
-    // Set after 2.5 s: two wake-ups, at about 1 s and 2 s.
-    TWakeUpReceiver receiver;
-    double waited = 0;
-    std::thread sender([&] { waited = WaitFor(agent, receiver.id, 2.5); });
-
-    // No queue yet at 1 s: that wake-up is lost, the one at 2 s arrives.
-    TWakeUpReceiver late(1.5);
-    std::thread lateSender([&] { WaitFor(agent, late.id, 2.5); });
-
-    // Towards a thread that does not exist the loop keeps going until the event is true.
-    double nobodyWaited = 0;
-    std::thread nobody([&] { nobodyWaited = WaitFor(agent, 0x7FFFFFF0, 1.3); });
-
-    // Already true: returns at once, posts nothing.
-    TWakeUpReceiver idle;
-    TThreadEvent already(1, 0);
-    const auto start = std::chrono::steady_clock::now();
-    agent.Wait(idle.id, already);
-    EXPECT_LT(SecondsSince(start), 0.5);
-
-    sender.join();
-    lateSender.join();
-    nobody.join();
-    EXPECT_GE(waited, 2.4);
-    EXPECT_GE(nobodyWaited, 1.2);
-
-    const std::vector<double>& arrivals = receiver.Stop();
-    ASSERT_EQ(2u, arrivals.size());
-    EXPECT_GT(arrivals[0], 0.9);
-    EXPECT_LT(arrivals[0], 1.8);
-    EXPECT_GT(arrivals[1], 1.9);
-    EXPECT_LT(arrivals[1], 2.5);
-    const std::vector<double>& lateArrivals = late.Stop();
-    ASSERT_EQ(1u, lateArrivals.size());
-    EXPECT_GT(lateArrivals[0], 1.9);
-    EXPECT_TRUE(idle.Stop().empty());
-}
-
-// Producers post batches, wake a consumer themselves and wait through the agent until the
-// batch is handled; two consumers drain on every wake-up. Every message must arrive once,
-// and each consumer must see each sender's messages in the order they were posted.
-TEST(VitalMessages, ProducersAndConsumers)
-{
-    const int producers = 4;
-    const int perProducer = 1000;
-    TVitalInterThreadMessageAgent agent;
-    TThreadEvent done[producers] = {TThreadEvent(0, 1), TThreadEvent(0, 1), TThreadEvent(0, 1), TThreadEvent(0, 1)};
-    std::vector<int> received[producers];  // how often each message arrived, by sender
-
-    struct TConsumer {
-        std::atomic<DWORD> id{0};
-        std::vector<int> lastSeen = std::vector<int>(producers, -1);
-        int outOfOrder = 0;
-        std::thread thread;
-    } consumers[2];
-    TCriticalSection receivedLock;
-    for (TConsumer& consumer : consumers) {
-        consumer.thread = std::thread([&] {
-            MSG msg;
-            PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE);
-            consumer.id = GetCurrentThreadId();
-            for (bool more = true; more;) {
-                more = GetMessageA(&msg, nullptr, 0, 0) > 0;
-                while (TVitalInterThreadMessage* message = agent.DetachOldestMessage()) {
-                    const int sender = message->messageId;
-                    if (message->param1 <= consumer.lastSeen[sender])
-                        ++consumer.outOfOrder;
-                    consumer.lastSeen[sender] = message->param1;
-                    {
-                        TAutoCriticalSection hold(receivedLock);
-                        ++received[sender][message->param1];
-                    }
-                    if (message->param2)
-                        done[sender].SetTrue();
-                    delete message;
-                }
-            }
-        });
-        ASSERT_TRUE(ThreadsSuite::Eventually([&] { return consumer.id != 0; }));
+    for (TVitalInterThreadMessage* expected : {&first, &second}) {
+        EXPECT_EQ(1, agent.ExistMessages());
+        EXPECT_EQ(expected, agent.DetachOldestMessage());
     }
+    EXPECT_EQ(0, agent.ExistMessages());
+
+    // Messages posted from several threads at once arrive once each, in each sender's order.
     std::vector<std::thread> senders;
-    for (int p = 0; p < producers; ++p) {
-        received[p].assign(perProducer, 0);
-        senders.emplace_back([&, p] {
-            const DWORD wake = consumers[p % 2].id;
-            for (int sequence = 0; sequence < perProducer;) {
-                const int batch = 1 + (sequence * 7 + p) % 13;
-                for (int i = 0; i < batch && sequence < perProducer; ++i, ++sequence) {
-                    TVitalInterThreadMessage* message = new TVitalInterThreadMessage;
-                    message->messageId = p;
-                    message->param1 = sequence;
-                    message->param2 = i + 1 == batch || sequence + 1 == perProducer;
-                    agent.Post(message);
-                }
-                PostThreadMessageA(wake, WM_VITAL_MESSAGE, 0, 0);
-                agent.Wait(wake, done[p]);
+    for (int s = 0; s < 3; ++s)
+        senders.emplace_back([&agent, s] {
+            for (int i = 0; i < 2000; ++i) {
+                TVitalInterThreadMessage* message = new TVitalInterThreadMessage;
+                message->messageId = s, message->param1 = i;
+                agent.Post(message);
             }
         });
+    int next[3] = {0, 0, 0}, wrong = 0;
+    for (int received = 0; received < 6000;) {
+        while (TVitalInterThreadMessage* message = agent.DetachOldestMessage()) {
+            wrong += message->param1 != next[message->messageId]++;
+            ++received;
+            delete message;
+        }
     }
     for (std::thread& sender : senders)
         sender.join();
-    for (TConsumer& consumer : consumers) {
-        PostThreadMessageA(consumer.id, WM_QUIT, 0, 0);
-        consumer.thread.join();
-        EXPECT_EQ(0, consumer.outOfOrder);
+    EXPECT_EQ(0, wrong);
+}
+
+// Wake-ups go out once a second until the event is true, whether a post succeeds or not.
+// The four cases run side by side, so the test takes about 2.5 seconds.
+TEST(VitalMessages, WakeUpsOncePerSecondUntilDone)
+{
+    struct TCase {
+        double queueDelay, setAfter;  // seconds from the start
+        std::atomic<DWORD> id{0};
+        std::vector<double> arrivals;
+        double waited = 0;
+        std::thread receiver, sender;
+    } cases[4];
+    const double plan[4][2] = {
+        {0, 2.5},    // two wake-ups, at about 1 s and 2 s
+        {1.5, 2.5},  // no queue yet at 1 s: that wake-up is lost, the one at 2 s arrives
+        {-1, 1.3},   // a thread that does not exist: the loop goes on until the event is true
+        {0, 0},      // already true: returns at once, posts nothing
+    };
+    TVitalInterThreadMessageAgent agent;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 4; ++i) {
+        TCase& c = cases[i];
+        c.queueDelay = plan[i][0], c.setAfter = plan[i][1];
+        c.id = c.queueDelay < 0 ? 0x7FFFFFF0 : 0;
+        if (c.queueDelay >= 0)
+            c.receiver = std::thread([&c, start] {
+                c.id = GetCurrentThreadId();
+                while (SecondsSince(start) < c.queueDelay)
+                    Sleep(10);
+                MSG msg;
+                PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE);
+                while (GetMessageA(&msg, nullptr, 0, 0) > 0)
+                    if (msg.message == WM_VITAL_MESSAGE && msg.wParam == 0 && msg.lParam == 0)
+                        c.arrivals.push_back(SecondsSince(start));
+            });
+        c.sender = std::thread([&c, &agent, start] {
+            TThreadEvent done(c.setAfter == 0, 0);
+            std::thread setter([&] {
+                Sleep(static_cast<DWORD>(c.setAfter * 1000));
+                done.SetTrue();
+            });
+            while (c.id == 0)  // until the receiver has started
+                Sleep(1);
+            agent.Wait(c.id, done);
+            c.waited = SecondsSince(start);
+            setter.join();
+        });
     }
-    for (int p = 0; p < producers; ++p)
-        EXPECT_EQ(std::vector<int>(perProducer, 1), received[p]) << "sender " << p;
-    EXPECT_EQ(0, agent.ExistMessages());
+    for (TCase& c : cases) {
+        c.sender.join();
+        if (c.receiver.joinable()) {
+            PostThreadMessageA(c.id, WM_QUIT, 0, 0);
+            c.receiver.join();
+        }
+    }
+    EXPECT_TRUE(cases[0].waited >= 2.4 && cases[2].waited >= 1.2);
+    EXPECT_LT(cases[3].waited, 0.5);
+    ASSERT_EQ(2u, cases[0].arrivals.size());
+    EXPECT_TRUE(cases[0].arrivals[0] > 0.9 && cases[0].arrivals[0] < 1.8) << cases[0].arrivals[0];
+    EXPECT_TRUE(cases[0].arrivals[1] > 1.9 && cases[0].arrivals[1] < 2.5) << cases[0].arrivals[1];
+    ASSERT_EQ(1u, cases[1].arrivals.size());
+    EXPECT_GT(cases[1].arrivals[0], 1.9);
+    EXPECT_TRUE(cases[3].arrivals.empty());
 }
