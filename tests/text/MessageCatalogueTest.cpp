@@ -110,30 +110,24 @@ TEST(MessageCatalogue, CachedAndAdoptedStrings)
 
 TEST(MessageCatalogue, CacheServesManyThreadsAtOnce)
 {
-    constexpr int kThreads = 16;
-    // Each thread walks the ids from its own starting point, so first lookups collide; every
-    // thread must see the same objects throughout.
-    auto run = [&](const std::vector<unsigned int>& ids) {
-        std::vector<std::vector<const String*>> seen(kThreads, std::vector<const String*>(ids.size()));
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t)
-            threads.emplace_back([&, t] {
-                for (int round = 0; round < 20; ++round)
-                    for (size_t k = 0, i = t * 7 % ids.size(); k < ids.size(); ++k, i = (i + 1) % ids.size())
-                        if (const String* s = &FindCachedString(ids[i]); seen[t][i] != s)
-                            seen[t][i] = round ? nullptr : s;
-            });
-        for (std::thread& thread : threads)
-            thread.join();
-        for (int t = 0; t < kThreads; ++t)
-            EXPECT_TRUE(seen[0] == seen[t] && std::count(seen[t].begin(), seen[t].end(), nullptr) == 0) << t;
-        return seen[0];
-    };
-    // The misses go to LoadStringA from many threads.
+    // Each thread walks the ids from its own starting point, so first lookups collide and the
+    // misses go to LoadStringA from many threads; every thread sees the same objects throughout.
     std::vector<unsigned int> ids = {100, 101, 103};
     for (unsigned int id = 40000; id < 40064; ++id)
         ids.push_back(id);
     Translation translation;
-    const std::vector<const String*> seen = run(ids);
-    EXPECT_TRUE(*seen[1] == "joined text, again" && *seen[2] == "wide" && seen.back()->IsEmpty());
+    std::vector<std::vector<const String*>> seen(16, std::vector<const String*>(ids.size()));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 16; ++t)
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 20; ++round)
+                for (size_t k = 0, i = t * 7 % ids.size(); k < ids.size(); ++k, i = (i + 1) % ids.size())
+                    if (const String* s = &FindCachedString(ids[i]); seen[t][i] != s)
+                        seen[t][i] = round ? nullptr : s;
+        });
+    for (int t = 0; t < 16; ++t) {
+        threads[t].join();
+        EXPECT_TRUE(seen[0] == seen[t] && !std::count(seen[t].begin(), seen[t].end(), nullptr)) << t;
+    }
+    EXPECT_TRUE(*seen[0][1] == "joined text, again" && *seen[0][2] == "wide" && seen[0].back()->IsEmpty());
 }
