@@ -95,6 +95,19 @@ TEST(Exception, EveryFormThrownAndPosted)
     }
     EXPECT_EQ(nullptr, TakePosted());
 
+    // The constructors take the same texts as the thrower.
+    const String none;
+    const TException built[] = {TException(static_cast<const char*>(nullptr)), TException(none),
+                                TException(String("m")), TException("m", "d"), TException(m, d), TException("", 3ul),
+                                TException(m, 4ul), TException("m", "", 5ul), TException(none, d, 6ul)};
+    const char* const texts[][2] = {{"(null)", "(null)"}, {"(null)", "(null)"}, {"m", "(null)"}, {"m", "d"}, {"m", "d"},
+                                    {"(null)", "(null)"}, {"m", "(null)"}, {"m", "(null)"}, {"(null)", "d"}};
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(texts[i][0], Text(built[i].message)) << i;
+        EXPECT_EQ(texts[i][1], Text(built[i].detail)) << i;
+        EXPECT_EQ(i < 5 ? 0u : uint32_t(i - 2), built[i].code) << i;
+    }
+
     // raise throws the base part only.
     try {
         full.raise();

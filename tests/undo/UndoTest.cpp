@@ -305,3 +305,26 @@ TEST_F(Undo, ExcludedNamesAndCopies)
         EXPECT_EQ(4, d->GetNumUndoMementos()) << "the maximum came along";
     }
 }
+
+// A memento that keeps the defaults: its own size in memory, no disk, no file, and no
+// grouping; assignment takes the four fields.
+TEST_F(Undo, DefaultsOfTheMementoBase)
+{
+    struct Plain : AUndoMemento {
+        Plain(const String& name, int instance) : AUndoMemento(name, instance, instance, 1 - instance) {}
+        Plain& operator=(const Plain& source) { return static_cast<Plain&>(AUndoMemento::operator=(source)); }
+        int IsEquivalentTo(const AUndoMemento&) const override { return 0; }
+        int CanBeMerged() const override { return 1; }
+    };
+    Plain* first = new Plain(String("first"), 0);
+    Plain* second = new Plain(String("second"), 1);
+    *first = *second;
+    EXPECT_EQ(String("second"), first->GetActionName());
+    EXPECT_TRUE(first->GetActionInstance() == 1 && first->IsPackable() == 1 && first->IsMajorModification() == 0);
+    Document doc;
+    doc.AdoptMemento(second);
+    doc.AdoptMemento(first);
+    EXPECT_EQ(2, doc.GetNumUndoMementos()) << "not grouped";
+    EXPECT_EQ(2 * sizeof(AUndoMemento), doc.GetInvolvedUndoMemory());
+    EXPECT_EQ(0u, doc.GetInvolvedUndoDiskSpace() + doc.GetNumInvolvedUndoFiles());
+}
