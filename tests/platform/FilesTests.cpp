@@ -208,7 +208,7 @@ TEST(Files, ShareModesAndLocksHoldBetweenProcesses)
         EXPECT_EQ(_shareTable[first], ask(first)) << "first open " << int(first);
         CloseHandle(file);
     }
-    HANDLE file = Open(name, GENERIC_READ | GENERIC_WRITE, 3);
+    HANDLE file = Open(name, GENERIC_READ, 3);
     EXPECT_TRUE(LockFile(file, 2, 0, 4, 0));
     EXPECT_EQ(".+", ask(16));
     CloseHandle(file);
@@ -502,9 +502,9 @@ TEST(Files, MmioServesTheFileRoute)
     HMMIO io = mmioOpenA(&name[0], nullptr, MMIO_CREATE | MMIO_READWRITE | MMIO_ALLOCBUF | MMIO_DENYWRITE);
     ASSERT_TRUE(io);
     std::string expected;
-    for (int i = 0; i < 5000; ++i) {
-        char piece[8];
-        snprintf(piece, sizeof piece, "%06d", i);
+    for (unsigned i = 0; i < 5000; ++i) {
+        char piece[16];
+        snprintf(piece, sizeof piece, "%06u", i);
         ASSERT_EQ(6, mmioWrite(io, piece, 6));
         expected += piece;
     }
