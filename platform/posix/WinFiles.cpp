@@ -66,7 +66,8 @@ struct TLockedRange {
 struct TOpenFile {
     dev_t device = 0;
     ino_t inode = 0;
-    std::vector<TFileHandle*> handles;
+    // Linked by TFileHandle::nextInFile.
+    TFileHandle* firstHandle = nullptr;
     std::vector<TLockedRange> ranges;
     // Read without the table's lock, so that reads and writes skip the range check while no
     // range is locked.
@@ -85,9 +86,11 @@ std::mutex& FilesLock()
     return *lock;
 }
 
-std::map<std::pair<dev_t, ino_t>, TOpenFile*>& OpenFiles()
+typedef std::map<std::pair<dev_t, ino_t>, TOpenFile> TOpenFiles;
+
+TOpenFiles& OpenFiles()
 {
-    static auto* files = new std::map<std::pair<dev_t, ino_t>, TOpenFile*>;
+    static auto* files = new TOpenFiles;
     return *files;
 }
 
@@ -140,6 +143,7 @@ public:
     std::atomic<bool> direct{false};  // O_DIRECT in effect
     std::atomic<bool> stream{false};  // a device without offsets
     TOpenFile* file = nullptr;
+    TFileHandle* nextInFile = nullptr;
     std::atomic<uint64_t> position{0};
 
     // The descriptor that carries LockFile's locks, or -1 when there is none; called under
@@ -158,20 +162,24 @@ TFileHandle::~TFileHandle()
     std::string doomed;
     if (file) {
         TFilesLock lock;
-        auto& handles = file->handles;
-        handles.erase(std::remove(handles.begin(), handles.end(), this), handles.end());
+        for (TFileHandle** link = &file->firstHandle; *link; link = &(*link)->nextInFile)
+            if (*link == this) {
+                *link = nextInFile;
+                break;
+            }
         auto& ranges = file->ranges;
-        ranges.erase(std::remove_if(ranges.begin(), ranges.end(),
-                         [this](const TLockedRange& range) { return range.owner == this; }),
-            ranges.end());
-        file->rangeCount.store(ranges.size());
+        if (!ranges.empty()) {
+            ranges.erase(std::remove_if(ranges.begin(), ranges.end(),
+                             [this](const TLockedRange& range) { return range.owner == this; }),
+                ranges.end());
+            file->rangeCount.store(ranges.size());
+        }
         if (flags & FILE_FLAG_DELETE_ON_CLOSE)
             file->deletePending = true;
-        if (handles.empty()) {
+        if (!file->firstHandle) {
             if (file->deletePending)
                 doomed.swap(file->deleteName);
             OpenFiles().erase(std::make_pair(file->device, file->inode));
-            delete file;
         }
     }
     // The name goes only if it still names this file.
@@ -646,50 +654,36 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
         auto& files = OpenFiles();
         const auto key = std::make_pair(info.st_dev, info.st_ino);
         auto found = files.find(key);
-        TOpenFile* file = found == files.end() ? nullptr : found->second;
+        TOpenFile* file = found == files.end() ? nullptr : &found->second;
         if (file && file->deletePending)
             error = ERROR_ACCESS_DENIED;
-        if (file && error == ERROR_SUCCESS)
-            for (const TFileHandle* other : file->handles)
-                if (ShareConflict(other->access, other->share, access, share)) {
-                    error = ERROR_SHARING_VIOLATION;
-                    break;
-                }
+        for (const TFileHandle* other = file ? file->firstHandle : nullptr; other && error == ERROR_SUCCESS;
+             other = other->nextInFile)
+            if (ShareConflict(other->access, other->share, access, share))
+                error = ERROR_SHARING_VIOLATION;
         if (error == ERROR_SUCCESS) {
             HoldReservedBytes(descriptor, HeldBytes(access, share));
             if (OtherProcessConflicts(descriptor, ConflictingBytes(access, share)))
                 error = ERROR_SHARING_VIOLATION;
         }
-        if (error == ERROR_SUCCESS && !file) {
-            file = new (std::nothrow) TOpenFile;
-            if (!file)
-                error = ERROR_NOT_ENOUGH_MEMORY;
-            else {
+        try {
+            if (error == ERROR_SUCCESS && !file) {
+                file = &files.try_emplace(key).first->second;
                 file->device = info.st_dev;
                 file->inode = info.st_ino;
-                try {
-                    files.emplace(key, file);
-                } catch (const std::bad_alloc&) {
-                    delete file;
-                    file = nullptr;
-                    error = ERROR_NOT_ENOUGH_MEMORY;
-                }
             }
+            if (error == ERROR_SUCCESS && (access & eDelete))
+                file->deleteName = posix;
+        } catch (const std::bad_alloc&) {
+            error = ERROR_NOT_ENOUGH_MEMORY;
         }
         if (error == ERROR_SUCCESS) {
-            try {
-                file->handles.push_back(handle.Get());
-                if (access & eDelete)
-                    file->deleteName = posix;
-                handle->file = file;
-                handle->share = share;
-            } catch (const std::bad_alloc&) {
-                error = ERROR_NOT_ENOUGH_MEMORY;
-            }
-            if (error != ERROR_SUCCESS && file->handles.empty()) {
-                files.erase(key);
-                delete file;
-            }
+            handle->nextInFile = file->firstHandle;
+            file->firstHandle = handle.Get();
+            handle->file = file;
+            handle->share = share;
+        } else if (file && !file->firstHandle) {
+            files.erase(key);
         }
     }
     if (error != ERROR_SUCCESS) {
@@ -1042,9 +1036,9 @@ BOOL DeleteFileA(LPCSTR lpFileName)
             TFilesLock lock;
             auto found = OpenFiles().find(std::make_pair(info.st_dev, info.st_ino));
             if (found != OpenFiles().end()) {
-                if (found->second->deletePending)
+                if (found->second.deletePending)
                     return Fail(ERROR_ACCESS_DENIED);
-                for (const TFileHandle* other : found->second->handles)
+                for (const TFileHandle* other = found->second.firstHandle; other; other = other->nextInFile)
                     if (ShareConflict(other->access, other->share, eDelete, 7))
                         return Fail(ERROR_SHARING_VIOLATION);
             }
