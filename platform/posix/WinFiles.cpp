@@ -137,6 +137,9 @@ public:
     // under the table's lock.
     int lockDescriptor = -1;
     DWORD access = 0;  // eRead, eWrite, eDelete
+    // The access that share modes count, none for a device: Windows keeps no share modes
+    // for those, and two programs may each have the null device to themselves.
+    DWORD shareAccess = 0;
     DWORD share = 0;
     DWORD flags = 0;   // FILE_FLAG_*
     bool hidden = false;
@@ -648,6 +651,7 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
             fcntl(descriptor, F_SETFL, status & ~O_NONBLOCK);
     }
     handle->direct = directIo && DirectInEffect(descriptor);
+    const DWORD shareAccess = regular ? access : 0;
 
     {
         TFilesLock lock;
@@ -659,11 +663,11 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
             error = ERROR_ACCESS_DENIED;
         for (const TFileHandle* other = file ? file->firstHandle : nullptr; other && error == ERROR_SUCCESS;
              other = other->nextInFile)
-            if (ShareConflict(other->access, other->share, access, share))
+            if (ShareConflict(other->shareAccess, other->share, shareAccess, share))
                 error = ERROR_SHARING_VIOLATION;
         if (error == ERROR_SUCCESS) {
-            HoldReservedBytes(descriptor, HeldBytes(access, share));
-            if (OtherProcessConflicts(descriptor, ConflictingBytes(access, share)))
+            HoldReservedBytes(descriptor, HeldBytes(shareAccess, share));
+            if (OtherProcessConflicts(descriptor, ConflictingBytes(shareAccess, share)))
                 error = ERROR_SHARING_VIOLATION;
         }
         try {
@@ -681,6 +685,7 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
             handle->nextInFile = file->firstHandle;
             file->firstHandle = handle.Get();
             handle->file = file;
+            handle->shareAccess = shareAccess;
             handle->share = share;
         } else if (file && !file->firstHandle) {
             files.erase(key);
@@ -1039,7 +1044,7 @@ BOOL DeleteFileA(LPCSTR lpFileName)
                 if (found->second.deletePending)
                     return Fail(ERROR_ACCESS_DENIED);
                 for (const TFileHandle* other = found->second.firstHandle; other; other = other->nextInFile)
-                    if (ShareConflict(other->access, other->share, eDelete, 7))
+                    if (ShareConflict(other->shareAccess, other->share, eDelete, 7))
                         return Fail(ERROR_SHARING_VIOLATION);
             }
         }

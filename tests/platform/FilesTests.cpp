@@ -656,8 +656,10 @@ TEST(Files, NoBufferingDemandsAlignmentEverywhere)
 // child process sets for itself.
 TEST(Files, FullDiskIsErrorDiskFull)
 {
-    HANDLE full = Open("C:\\dev\\full", GENERIC_WRITE, 3);
+    // Devices keep no share modes: each of two opens may deny the other everything.
+    HANDLE full = Open("C:\\dev\\full", GENERIC_WRITE, 0);
     ASSERT_NE(INVALID_HANDLE_VALUE, full);
+    EXPECT_EQ(DWORD(ERROR_SUCCESS), OpenError("C:\\dev\\full", GENERIC_WRITE, 0));
     DWORD done = 0;
     EXPECT_EQ(DWORD(ERROR_DISK_FULL), ErrorOf(WriteFile(full, "data", 4, &done, nullptr)));
     CloseHandle(full);
