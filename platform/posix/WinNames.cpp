@@ -15,6 +15,7 @@
 
 #include "TarnNames.h"
 #include "WinKernel.h"
+#include "WinObjects.h"
 
 namespace {
 
@@ -320,6 +321,24 @@ unsigned NextSpecial(const unsigned char* s, size_t& i)
     while (s[i] && !weights.special[s[i]])
         ++i;
     return weights.special[s[i]];
+}
+
+}
+
+namespace TarnPosix {
+
+DWORD PosixNameOf(LPCSTR windowsName, std::string& posix)
+{
+    WindowsName name;
+    DWORD error = MakeFullWindowsName(windowsName, name);
+    if (error == ERROR_SUCCESS)
+        error = WindowsNameToPosix(name, posix);
+    return error;
+}
+
+DWORD MissingNameError(const std::string& posix)
+{
+    return MissingError(posix);
 }
 
 }
