@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 namespace {
 
 using F = TFile;
 const int kRoutes[] = {0, F::eUseMMIO};
 
-// Every typed value as little-endian bytes of its stated width, then the texts and lines.
+using Values = std::tuple<signed char, char, unsigned char, short, unsigned short, int, unsigned int, long,
+                          unsigned long, float, double>;
+const Values kValues(-2, 'A', 200, -2, 0xBEEF, -123456789, 0xDEADBEEFu, -2L, 0x89ABCDEFul, 1.5f, -2.5);
+// kValues as little-endian bytes of their stated widths, then the texts and lines.
 const std::string kWritten = std::string("\xFE" "A" "\xC8" "\xFE\xFF" "\xEF\xBE" "\xEB\x32\xA4\xF8"
                                          "\xEF\xBE\xAD\xDE" "\xFE\xFF\xFF\xFF" "\xEF\xCD\xAB\x89"
                                          "\x00\x00\xC0\x3F" "\x00\x00\x00\x00\x00\x00\x04\xC0" "hi",
@@ -24,35 +28,20 @@ TEST(File, TypedValuesAndLinesReadBackOnBothRoutes)
     for (int route : kRoutes) {
         {
             TFile f(name, route | F::eCreate);
-            f.Write(static_cast<signed char>(-2)), f.Write('A'), f.Write(static_cast<unsigned char>(200));
-            f.Write(static_cast<short>(-2)), f.Write(static_cast<unsigned short>(0xBEEF)), f.Write(-123456789);
-            f.Write(0xDEADBEEFu), f.Write(-2L), f.Write(0x89ABCDEFul), f.Write(1.5f), f.Write(-2.5);
+            std::apply([&](auto... value) { (f.Write(value), ...); }, kValues);
             f.WriteString("hi", 1), f.WriteString(String("x"), 0), f.WriteLine("a");
-            f.WriteLine(String("b"), '\n', '\xFF');
-            f.Write("c\rde", 4);
+            f.WriteLine(String("b"), '\n', '\xFF'), f.Write("c\rde", 4);
         }
         EXPECT_EQ(kWritten, dir.Bytes("typed")) << "route " << route;
 
         TFile f(name, route | F::eRead);
-        signed char sc;
-        char c;
-        unsigned char uc;
-        short sh;
-        unsigned short ush;
-        int i;
-        unsigned int ui;
-        long l;
-        unsigned long ul;
-        float fl;
-        double d;
-        f.Read(&sc), f.Read(&c), f.Read(&uc), f.Read(&sh), f.Read(&ush), f.Read(&i);
-        f.Read(&ui), f.Read(&l), f.Read(&ul), f.Read(&fl), f.Read(&d);
-        EXPECT_TRUE(sc == -2 && c == 'A' && uc == 200 && sh == -2 && ush == 0xBEEF && i == -123456789);
-        EXPECT_TRUE(ui == 0xDEADBEEFu && l == -2L && ul == 0x89ABCDEFul && fl == 1.5f && d == -2.5);
+        Values values;
+        std::apply([&](auto&... value) { (f.Read(&value), ...); }, values);
+        EXPECT_TRUE(kValues == values);
         // Zero, CR LF, LF and a lone CR end lines; the last line has no end.
         for (const char* line : {"hi", "xa", "b", "c", "de", ""})
             EXPECT_STREQ(line, f.ReadLine().c_str()) << "route " << route;
-        EXPECT_EQ(Message(18002, name), Catch([&] { f.Read(&c); }).text);
+        EXPECT_EQ(Message(18002, name), Catch([&] { f.Read(&std::get<0>(values)); }).text);
 
         // A CR as the very last byte: the look-ahead read finds the end.
         f.Close();
@@ -84,7 +73,6 @@ TEST(File, CountsPositionsAndSizes)
         EXPECT_EQ("3456789", std::string(buffer, 7));
         EXPECT_EQ(-1, f.Seek(-20, F::eFromCurrent, 0));
         EXPECT_EQ(Message(18004), Catch([&] { f.Seek(-1, F::eFromStart, 1); }).text);
-        EXPECT_EQ(10, f.SeekEnd());
         EXPECT_EQ(8, f.Seek(-2, F::eFromCurrent));
         if (route) {
             // Resizing is for the system route; on the other it fails as for a bad handle.
@@ -197,10 +185,7 @@ TEST(File, FailuresCarryTheirMessagesAndCodes)
     for (const auto& c : cases) {
         const Thrown thrown = Catch(c.action);
         EXPECT_EQ(c.text, thrown.text);
-        if (c.code == kAny)
-            EXPECT_NE(0u, thrown.code) << c.text;
-        else
-            EXPECT_EQ(c.code, thrown.code) << c.text;
+        EXPECT_TRUE(c.code == kAny ? thrown.code != 0 : thrown.code == c.code) << c.text << ": " << thrown.code;
     }
     EXPECT_EQ(1023u, Message(18000, overlong).size()) << "the text is cut, not overrun";
 }
@@ -251,9 +236,7 @@ TEST(File, ExistenceAttributesDeletionAndTemporaryNames)
     EXPECT_EQ(F::kAttrFailure, F::GetAttributes(dir("none")));
 
     // What is not a file counts as deleted and stays as it is.
-    EXPECT_EQ(1, F::Delete(dir("d"), 1, 1));
-    EXPECT_EQ(1, F::Delete(dir("none"), 1, 1));
-    EXPECT_TRUE(F::Exist(dir("d"), F::eDirectory));
+    EXPECT_TRUE(F::Delete(dir("d"), 1, 1) && F::Delete(dir("none"), 1, 1) && F::Exist(dir("d"), F::eDirectory));
     // A read-only file goes only by force.
     EXPECT_EQ(1, F::SetAttributes(dir("f"), F::eAttrReadOnly, 1));
     EXPECT_EQ(1, F::IsWriteProtected(dir("f")));
@@ -282,6 +265,7 @@ TEST(File, LocksOverlappedReadsAndAttributesOfTheHandle)
     EXPECT_EQ(0u, a.GetAttributes() & (F::eAttrDirectory | F::eAttrReadOnly));
     EXPECT_NE(0u, a.GetAttributes() & (F::eAttrNormal | F::eAttrArchive));
     a.Flush();
+    b.Close();  // with its locks
 
     HANDLE event = CreateEventA(nullptr, TRUE, TRUE, nullptr);
     TFile overlapped(dir("l"), F::eRead | F::eShareAll | F::eOverlapped);
