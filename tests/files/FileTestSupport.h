@@ -1,5 +1,5 @@
-// Helpers of the file tests: a scratch directory known by its Windows name, its files' raw
-// bytes, and the text and code of what an action throws.
+// Helpers of the file tests: a scratch directory known by its Windows name, and the text and
+// code of what an action throws.
 #pragma once
 
 #include <CommonTarn.h>
@@ -11,13 +11,11 @@
 #include <iterator>
 #include <string>
 
-class Scratch {
-public:
+struct Scratch {
     Scratch()
+        : host(std::filesystem::temp_directory_path() /
+               ("tarnfiles-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(made++)))
     {
-        static int made = 0;
-        host = std::filesystem::temp_directory_path() /
-               ("tarnfiles-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(made++));
         std::filesystem::create_directories(host);
         char buffer[1024];
         ConvertPosixToWindowsName(host.string().c_str(), buffer, sizeof buffer);
@@ -25,8 +23,7 @@ public:
     }
     ~Scratch()
     {
-        // Read-only files go too.
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(host))
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(host))  // read-only ones too
             std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_all,
                                          std::filesystem::perm_options::add);
         std::filesystem::remove_all(host);
@@ -35,13 +32,11 @@ public:
     std::string Bytes(const char* title) const
     {
         std::ifstream in(host / title, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        return std::string(std::istreambuf_iterator<char>(in), {});
     }
-    void Put(const char* title, const std::string& bytes) const
-    {
-        std::ofstream(host / title, std::ios::binary) << bytes;
-    }
+    void Put(const char* title, const std::string& bytes) const { std::ofstream(host / title, std::ios::binary) << bytes; }
 
+    static inline int made = 0;
     std::filesystem::path host;
     std::string windows;
 };
