@@ -14,6 +14,8 @@
 #include "collections/RangeInt32.h"
 #include "collections/StringItem.h"
 #include "errors/Exception.h"
+#include "files/File.h"
+#include "files/FileObject.h"
 #include "files/MemoryStream.h"
 #include "frame/Frame.h"
 #include "numeric/NumericHelpers.h"
