@@ -56,6 +56,8 @@ private:
     EKind kinds[kMaxTokens];
     char chars[kMaxTokens];
     size_t count = 0;
+    // * and *.* fit every name, and are what most searches ask for.
+    bool everything = false;
 };
 
 bool TFindPattern::Compile(const char* pattern, size_t length)
@@ -88,6 +90,8 @@ bool TFindPattern::Compile(const char* pattern, size_t length)
         kinds[count] = eDosDot;
         chars[count++] = '.';
     }
+    everything = (count == 1 && kinds[0] == eStar)
+        || (count == 3 && kinds[0] == eDosStar && kinds[1] == eDosDot && kinds[2] == eStar);
     return true;
 }
 
@@ -100,6 +104,7 @@ bool TFindPattern::CompileLiteral(const char* name)
         kinds[count] = eLiteral;
         chars[count] = Fold(name[count]);
     }
+    everything = false;
     return true;
 }
 
@@ -107,6 +112,8 @@ bool TFindPattern::CompileLiteral(const char* name)
 // step per character of the name.
 bool TFindPattern::Match(const char* name) const
 {
+    if (everything)
+        return true;
     const char* lastDot = strrchr(name, '.');
     std::bitset<kMaxTokens + 1> reached;
     reached.set(0);

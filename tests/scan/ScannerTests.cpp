@@ -297,11 +297,13 @@ TEST_F(ScanTree, ExceptionsLongNamesCyclesAndVanishingFolders)
             EXPECT_LT(windows.size() + 1 + name.size(), size_t(MAX_PATH));
     }
 
-    // A folder removed while it is scanned: the scan goes on with the next one.
+    // A folder removed while it is scanned (on Windows all but the folder itself, which its
+    // open search keeps): the scan goes on without what is gone.
     Recorder vanishing(windows, Name("sub2"), "*.txt");
     vanishing.onFile = [&](const std::string& name) {
+        std::error_code ignored;
         if (name == "sub2\\f.TXT")
-            fs::remove_all(host / "sub2");
+            fs::remove_all(host / "sub2", ignored);
         return 1;
     };
     vanishing.Run();
