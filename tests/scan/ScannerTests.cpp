@@ -272,17 +272,23 @@ TEST_F(ScanTree, ExceptionsLongNamesCyclesAndVanishingFolders)
 
     // Folders nested past MAX_PATH: the files whose names fit come, the others are passed over.
     std::string relative = "long";
+    std::vector<fs::path> levels{host / "long"};
     size_t fitting = 0;
     while (windows.size() + relative.size() < MAX_PATH + 40) {
         relative += "\\" + std::string(30, 'n');
-        std::string host = relative + "\\f.txt";
-        std::replace(host.begin(), host.end(), '\\', '/');
-        Put(host, 1);
+        levels.push_back(levels.back() / std::string(30, 'n'));
+        Put((levels.back() / "f.txt").lexically_relative(host).string(), 1);
         fitting += windows.size() + relative.size() + 7 < MAX_PATH;
     }
     Recorder deep(windows, Name("long"), "*.txt");
     deep.Run();
     EXPECT_EQ(fitting, deep.files.size());
+    // Deepest first: a removal of the whole tree does not reach so far on Windows.
+    for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+        std::error_code ignored;
+        fs::remove(*level / "f.txt", ignored);
+        fs::remove(*level, ignored);
+    }
 
     // A link back to its own folder: each level again, until the names no longer fit.
     std::error_code linkError;
