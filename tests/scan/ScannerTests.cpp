@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <stdexcept>
@@ -19,38 +19,36 @@
 #endif
 
 namespace fs = std::filesystem;
+typedef std::vector<std::string> Names;
 
 namespace {
 
 // Records what the scanner does, with names relative to the tree.
 class Recorder : public TFileScanner {
 public:
-    Recorder(const std::string& base, const TFileName& path, const char* type, int storeFirst = 0, int recursive = 1)
-        : TFileScanner(path, nullptr, storeFirst, recursive), base(base)
+    Recorder(const std::string& base, const TFileName& path, const char* type, int storeFirst = 0)
+        : TFileScanner(path, nullptr, storeFirst, 1), base(base)
     {
         if (type)
             AddFileType(type);
     }
-    std::string Relative(const char* name) const
+    std::string Relative(const std::string& s) const
     {
-        const std::string s(name);
-        if (s.compare(0, base.size(), base) != 0)
-            return s;
-        return s.substr(std::min(s.size(), base.size() + 1));
+        return s.compare(0, base.size(), base) ? s : s.substr(std::min(s.size(), base.size() + 1));
     }
     int UserBreak() override { return --breakAfter == 0; }
     int OnFile(const TFileName& name, const WIN32_FIND_DATAA*, unsigned long index) override
     {
-        files.push_back(Relative(name));
+        files.push_back(Relative(name.c_str()));
         indices.push_back(index);
-        return onFile ? onFile(Relative(name)) : 1;
+        return onFile ? onFile(files.back()) : 1;
     }
-    int Filter(const TFileName& name, const WIN32_FIND_DATAA*) override { return Relative(name) != rejected; }
-    void OnDirectory(const TFileName& directory) override { events.push_back("dir " + Relative(directory)); }
+    int Filter(const TFileName& name, const WIN32_FIND_DATAA*) override { return Relative(name.c_str()) != rejected; }
+    void OnDirectory(const TFileName& directory) override { events.push_back("dir " + Relative(directory.c_str())); }
     void OnEndRealScan() override { events.push_back("end " + std::to_string(GetNumFile()) + " " + std::to_string(files.size())); }
-    std::vector<std::string> Sorted() const
+    Names Sorted() const
     {
-        std::vector<std::string> s(files);
+        Names s(files);
         std::sort(s.begin(), s.end());
         return s;
     }
@@ -61,7 +59,7 @@ public:
     std::string base, rejected;
     int breakAfter = -1;
     std::function<int(const std::string&)> onFile;
-    std::vector<std::string> files, events;
+    Names files, events;
     std::vector<unsigned long> indices;
 };
 
@@ -75,31 +73,23 @@ protected:
                                  ".hidden/e.txt", "sub2/f.TXT", "sub2/deep/g.txt"})
             Put(name, 3);
         char buffer[MAX_PATH];
-        const DWORD n = ConvertPosixToWindowsName(host.string().c_str(), buffer, MAX_PATH);
-        ASSERT_TRUE(n > 0 && n < MAX_PATH);
-        windows.assign(buffer, n);
+        windows.assign(buffer, ConvertPosixToWindowsName(host.string().c_str(), buffer, MAX_PATH));
     }
     void TearDown() override
     {
         std::error_code ignored;
-        fs::permissions(host / "sub", fs::perms::owner_all, ignored);
         fs::remove_all(host, ignored);
     }
-    void Put(const std::string& name, size_t size)
+    void Put(const fs::path& name, size_t size)
     {
         fs::create_directories((host / name).parent_path());
-        if (FILE* f = fopen((host / name).string().c_str(), "wb")) {
-            fwrite(std::string(size, 'x').data(), 1, size, f);
-            fclose(f);
-        }
+        std::ofstream(host / name, std::ios::binary) << std::string(size, 'x');
     }
     TFileName Name(const std::string& relative) const { return TFileName((windows + "\\" + relative).c_str()); }
 
     fs::path host;
     std::string windows;
 };
-
-typedef std::vector<std::string> Names;
 
 }  // namespace
 
@@ -121,24 +111,23 @@ TEST(MatchFileMask, StarsNeverCrossADot)
         EXPECT_EQ(c.fits, MatchFileMask(c.mask, c.name)) << c.mask << " " << c.name;
 }
 
-TEST_F(ScanTree, PathsWithTheirOwnMasks)
+TEST_F(ScanTree, WhatIsScannedAndWhereItGoes)
 {
-    // Masks behind the directory: files first, then the subdirectories, never those with a
-    // leading dot; the masks are gone afterwards.
+    // Masks behind the directory: each directory's files before its subdirectories, never
+    // those with a leading dot; the masks are gone afterwards.
     Recorder both(windows, Name("*.txt|*.doc"), nullptr);
     both.Run();
-    EXPECT_EQ((Names{"a.txt", "b.doc", "readme.txt", "sub2\\deep\\g.txt", "sub2\\f.TXT", "sub\\d.txt",
-                     "sub\\readme.txt"}),
+    EXPECT_EQ((Names{"a.txt", "b.doc", "readme.txt", "sub2\\deep\\g.txt", "sub2\\f.TXT", "sub\\d.txt", "sub\\readme.txt"}),
               both.Sorted());
     EXPECT_TRUE(both.fileTypes.IsEmpty());
-    // Each directory's files before its subdirectories.
     const auto top = [](const std::string& f) { return f.find('\\') == f.npos; };
     EXPECT_TRUE(std::none_of(std::find_if_not(both.files.begin(), both.files.end(), top), both.files.end(), top));
     EXPECT_LT(std::find(both.files.begin(), both.files.end(), "sub2\\f.TXT"),
               std::find(both.files.begin(), both.files.end(), "sub2\\deep\\g.txt"));
     EXPECT_EQ((std::vector<unsigned long>{0, 1, 2, 3, 4, 5, 6}), both.indices);
 
-    // A name without wildcards is searched as it stands, also for the subdirectories.
+    // A name without wildcards is searched as it stands, also for the subdirectories; an
+    // empty name scans nothing.
     const struct {
         std::string path;
         Names files, events;
@@ -153,37 +142,32 @@ TEST_F(ScanTree, PathsWithTheirOwnMasks)
         EXPECT_EQ(c.files, one.files) << c.path;
         EXPECT_EQ(c.events, one.events) << c.path;
     }
-}
 
-TEST_F(ScanTree, DestinationsCountsAndStops)
-{
-    // A mask makes each path a directory, with or without its backslash. A file that fits two
-    // masks comes twice, and Filter is asked for each.
+    // With masks each path is a directory, with or without its backslash. A file that fits
+    // two masks comes twice, and Filter is asked for each; stored files reach OnFile after
+    // the walk, and OnEndRealScan sees them all.
     TList<TFileName> paths;
     paths.Append(new TFileName(Name("sub")));
     paths.Append(new TFileName(Name("sub2\\")));
-    Recorder stored(windows, TFileName(), "*.txt", 1, 0);
+    Recorder stored(windows, TFileName(), nullptr);
     stored.Reset(paths, nullptr, 1, 0);
     stored.AddFileType("*.txt");
     stored.AddFileType("d.*");
     stored.rejected = "sub\\readme.txt";
     stored.Run();
-    // Stored files reach OnFile after the walk, all of them seen by OnEndRealScan.
     EXPECT_EQ((Names{"dir sub", "dir sub2\\", "end 3 0"}), stored.events);
     EXPECT_EQ((Names{"sub2\\f.TXT", "sub\\d.txt", "sub\\d.txt"}), stored.Sorted());
-    EXPECT_EQ(3u, stored.numFiles);
-    EXPECT_EQ(9u, stored.totalSize);
+    EXPECT_EQ(3u + 9u, stored.numFiles + stored.totalSize);
     Names walked;
     for (String name = stored.GetFirst(); !name.IsEmpty(); name = stored.GetNext())
-        walked.push_back(stored.Relative(name));
+        walked.push_back(stored.Relative(name.c_str()));
     EXPECT_EQ(stored.files, walked);
     EXPECT_TRUE(stored.GetNext().IsEmpty());
 
     // A copy has the stored files; Run adds to what is there, Reset empties it.
     TFileScanner copy(stored);
     stored.Run();
-    EXPECT_EQ(6u, stored.GetNumFile());
-    EXPECT_EQ(6u, stored.numFiles);
+    EXPECT_EQ(6u + 6u, stored.GetNumFile() + stored.numFiles);
     EXPECT_EQ(3u, copy.GetNumFile());
     EXPECT_EQ(String(Name("sub\\d.txt")), copy.GetFirst());
     stored.Reset(Name("sub"), nullptr, 1, 0);
@@ -191,21 +175,19 @@ TEST_F(ScanTree, DestinationsCountsAndStops)
 
     // The outside list comes before the store and OnFile.
     TList<TFileName> outside;
-    Recorder listed(windows, Name(""), "*.txt", 1, 1);
+    Recorder listed(windows, Name(""), "*.txt", 1);
     listed.SetFileNameList(outside);
     listed.Run();
     EXPECT_EQ(6, outside.GetCount());
-    EXPECT_EQ(0u, listed.GetNumFile());
-    EXPECT_TRUE(listed.files.empty());
+    EXPECT_EQ(0u, listed.GetNumFile() + listed.files.size());
 
     // OnFile's 0 and UserBreak end the scan of one path only.
     const String txt("*.txt");
-    Recorder stopped(windows, TFileName(), nullptr);
+    Recorder stopped(windows, TFileName(), nullptr), broken(windows, TFileName(), nullptr);
     stopped.Reset(paths, &txt, 0, 1);
     stopped.onFile = [](const std::string&) { return 0; };
     stopped.Run();
     EXPECT_EQ(2u, stopped.files.size());
-    Recorder broken(windows, TFileName(), nullptr);
     broken.Reset(paths, &txt, 0, 1);
     broken.breakAfter = 1;
     broken.Run();
@@ -217,16 +199,16 @@ TEST_F(ScanTree, RandomTreeEqualsAnIndependentListing)
     TRandomizer random(7);
     const char* parts[] = {"a", "b", "ab", "ba", "x"};
     const char* extensions[] = {"", ".t", ".txt", ".TXT", ".tx", ".a.b"};
-    std::vector<fs::path> directories{host / "r"};
-    fs::create_directory(directories[0]);
+    std::vector<fs::path> directories{"r"};
+    fs::create_directory(host / "r");
     for (int i = 0; i < 300; ++i) {
-        const fs::path parent = directories[random.Get(directories.size())];
-        const std::string name = std::string(random.TrueEvery(10) ? "." : "") + parts[random.Get(5)] +
-                                 std::to_string(i) + extensions[random.Get(6)];
+        const fs::path name = directories[random.Get(directories.size())] /
+                              (std::string(random.TrueEvery(10) ? "." : "") + parts[random.Get(5)] + std::to_string(i) +
+                               extensions[random.Get(6)]);
         if (random.TrueEvery(5))
-            directories.push_back(parent / name), fs::create_directory(directories.back());
+            directories.push_back(name), fs::create_directory(host / name);
         else
-            Put((parent / name).lexically_relative(host).string(), random.Get(100));
+            Put(name, random.Get(100));
     }
     const char* masks[] = {"*.t?t", "a*.*", "<b.t*"};
     std::map<std::string, int> expected, found;
@@ -271,14 +253,12 @@ TEST_F(ScanTree, ExceptionsLongNamesCyclesAndVanishingFolders)
     EXPECT_EQ(before, descriptors());
 
     // Folders nested past MAX_PATH: the files whose names fit come, the others are passed over.
-    std::string relative = "long";
-    std::vector<fs::path> levels{host / "long"};
+    std::vector<fs::path> levels{"long"};
     size_t fitting = 0;
-    while (windows.size() + relative.size() < MAX_PATH + 40) {
-        relative += "\\" + std::string(30, 'n');
+    while (windows.size() + levels.back().string().size() < MAX_PATH + 40) {
         levels.push_back(levels.back() / std::string(30, 'n'));
-        Put((levels.back() / "f.txt").lexically_relative(host).string(), 1);
-        fitting += windows.size() + relative.size() + 7 < MAX_PATH;
+        Put(levels.back() / "f.txt", 1);
+        fitting += windows.size() + levels.back().string().size() + 7 < MAX_PATH;
     }
     Recorder deep(windows, Name("long"), "*.txt");
     deep.Run();
@@ -286,30 +266,27 @@ TEST_F(ScanTree, ExceptionsLongNamesCyclesAndVanishingFolders)
     // Deepest first: a removal of the whole tree does not reach so far on Windows.
     for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
         std::error_code ignored;
-        fs::remove(*level / "f.txt", ignored);
-        fs::remove(*level, ignored);
+        fs::remove(host / *level / "f.txt", ignored);
+        fs::remove(host / *level, ignored);
     }
 
-    // A link back to its own folder: each level again, until the names no longer fit.
+    // A link back to its own folder: each level again, until the names no longer fit or the
+    // system stops resolving the links.
     std::error_code linkError;
     fs::create_directory_symlink(host / "sub", host / "sub" / "loop", linkError);
     if (!linkError) {
         Recorder cycle(windows, Name("sub"), "d.txt");
         cycle.Run();
-        // Every level whose names fit, unless the system stops resolving the links first.
         EXPECT_GT(cycle.files.size(), 1u);
         EXPECT_LE(cycle.files.size(), (MAX_PATH - 1 - windows.size() - 10) / 5 + 1);
-        for (const std::string& name : cycle.files)
-            EXPECT_LT(windows.size() + 1 + name.size(), size_t(MAX_PATH));
     }
 
     // A folder removed while it is scanned (on Windows all but the folder itself, which its
     // open search keeps): the scan goes on without what is gone.
     Recorder vanishing(windows, Name("sub2"), "*.txt");
-    vanishing.onFile = [&](const std::string& name) {
+    vanishing.onFile = [&](const std::string&) {
         std::error_code ignored;
-        if (name == "sub2\\f.TXT")
-            fs::remove_all(host / "sub2", ignored);
+        fs::remove_all(host / "sub2", ignored);
         return 1;
     };
     vanishing.Run();
@@ -323,7 +300,7 @@ TEST_F(ScanTree, UnreadableFoldersDeliverNothing)
     fs::permissions(host / "sub", fs::perms::none);
     const pid_t pid = fork();
     if (pid == 0) {
-        // The owner's rights do not stop root: the child looks as nobody.
+        // The owner's rights do not stop root: the child scans as nobody.
         Recorder scanner(windows, Name("*.txt"), nullptr);
         if (geteuid() == 0 && setuid(65534) != 0)
             _exit(1);
