@@ -260,6 +260,40 @@ void ShowFiles()
     openAgain("after it was deleted");
 }
 
+// Prints the first files that a scan accepts, with their sizes, and keeps the totals.
+class TListingScanner : public TFileScanner {
+public:
+    explicit TListingScanner(const TFileName& directory) : TFileScanner(directory, nullptr, 0, 1), top(directory) {}
+    unsigned long Files() const { return numFiles; }
+    unsigned long Bytes() const { return totalSize; }
+
+protected:
+    int OnFile(const TFileName& name, const WIN32_FIND_DATAA* data, unsigned long index) override
+    {
+        if (index < 8)
+            std::printf("  %9s  %s\n", GetStringFileSize(data->nFileSizeLow).c_str(),
+                        String::GetRelativeFileName(top, name).c_str());
+        return 1;
+    }
+
+private:
+    TFileName top;
+};
+
+void ShowScanner()
+{
+    Section("Directory scanning: this program's folder tree with two masks");
+    TListingScanner scanner(TFileName::GetApplicationPath());
+    scanner.AddFileType("*.cmake");
+    scanner.AddFileType("*.cpp.o*");
+    scanner.Run();
+    std::printf("%lu files fit *.cmake or *.cpp.o*, %s in all\n", scanner.Files(),
+                GetStringFileSize(scanner.Bytes()).c_str());
+    std::printf("the masks' own rule: demo*.* fits demo.exe %d, Demo.cpp.o %d; <mo.txt fits Demo1.TXT %d\n",
+                MatchFileMask("demo*.*", "demo.exe"), MatchFileMask("demo*.*", "Demo.cpp.o"),
+                MatchFileMask("<mo.txt", "Demo1.TXT"));
+}
+
 }  // namespace
 
 int main()
@@ -275,6 +309,7 @@ int main()
     ShowPatterns();
     ShowFileNames();
     ShowFiles();
+    ShowScanner();
     const unsigned long blocksAtEnd = _stringHeap->GetBlocksInUse();
     std::printf("\nThe string heap holds %lu blocks at the end: %s.\n", blocksAtEnd,
                 blocksAtEnd == blocksAtStart ? "nothing leaked" : "some blocks were not given back");

@@ -31,6 +31,7 @@
 #  include "posix/WinDebug.h"
 #  include "posix/WinNames.h"
 #  include "posix/WinFiles.h"
+#  include "posix/WinFind.h"
 #  include "posix/WinMmio.h"
 #endif
 

@@ -23,6 +23,7 @@
 #include "patterns/RegularExp.h"
 #include "patterns/SearchFunctions.h"
 #include "patterns/TextPattern.h"
+#include "scan/FileScanner.h"
 #include "text/FileName.h"
 #include "text/MessageCatalogue.h"
 #include "text/TextHelpers.h"

@@ -9,6 +9,7 @@
 // not do, since closing any descriptor of a file drops every lock the process holds on it;
 // description locks belong to the descriptor and go only with its close.
 #include "WinFiles.h"
+#include "WinFileInfo.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -455,18 +456,6 @@ DWORD HostName(LPCSTR name, std::string& posix, bool* trailingSeparator = nullpt
     return PosixNameOf(name, posix);
 }
 
-bool HiddenName(const std::string& posix)
-{
-    const size_t slash = posix.find_last_of('/');
-    const char* last = posix.c_str() + (slash == std::string::npos ? 0 : slash + 1);
-    return last[0] == '.' && strcmp(last, ".") != 0 && strcmp(last, "..") != 0;
-}
-
-bool ReadOnlyMode(mode_t mode)
-{
-    return (mode & 0222) == 0;
-}
-
 // The error of a failed call on a name.
 DWORD NameError(int err, const std::string& posix)
 {
@@ -546,31 +535,6 @@ bool DirectInEffect(int descriptor)
 {
     const int status = fcntl(descriptor, F_GETFL);
     return status >= 0 && (status & O_DIRECT);
-}
-
-// Makes a FILETIME of a POSIX time.
-FILETIME FileTimeOf(const timespec& time)
-{
-    const int64_t epochDifference = 11644473600LL;
-    int64_t ticks = (int64_t(time.tv_sec) + epochDifference) * 10000000LL + time.tv_nsec / 100;
-    if (ticks < 0)
-        ticks = 0;
-    FILETIME result;
-    result.dwLowDateTime = DWORD(uint64_t(ticks));
-    result.dwHighDateTime = DWORD(uint64_t(ticks) >> 32);
-    return result;
-}
-
-DWORD AttributesOf(const struct stat& info, bool hidden)
-{
-    DWORD attributes = 0;
-    if (S_ISDIR(info.st_mode))
-        attributes |= FILE_ATTRIBUTE_DIRECTORY;
-    else if (ReadOnlyMode(info.st_mode))
-        attributes |= FILE_ATTRIBUTE_READONLY;
-    if (hidden)
-        attributes |= FILE_ATTRIBUTE_HIDDEN;
-    return attributes ? attributes : FILE_ATTRIBUTE_NORMAL;
 }
 
 HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
@@ -954,18 +918,7 @@ BOOL GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATION lpFil
     BY_HANDLE_FILE_INFORMATION& result = *lpFileInformation;
     memset(&result, 0, sizeof result);
     result.dwFileAttributes = AttributesOf(info, file->hidden);
-    auto timeOf = [](const struct statx_timestamp& stamp) {
-        timespec time;
-        time.tv_sec = time_t(stamp.tv_sec);
-        time.tv_nsec = long(stamp.tv_nsec);
-        return FileTimeOf(time);
-    };
-    result.ftLastAccessTime = timeOf(extended.stx_atime);
-    result.ftLastWriteTime = timeOf(extended.stx_mtime);
-    // Without a birth time, the earlier of the change and modification times stands in.
-    const struct statx_timestamp& changed =
-        extended.stx_ctime.tv_sec < extended.stx_mtime.tv_sec ? extended.stx_ctime : extended.stx_mtime;
-    result.ftCreationTime = timeOf((extended.stx_mask & STATX_BTIME) ? extended.stx_btime : changed);
+    FileTimesOf(extended, &result.ftCreationTime, &result.ftLastAccessTime, &result.ftLastWriteTime);
     const uint64_t device = makedev(extended.stx_dev_major, extended.stx_dev_minor);
     result.dwVolumeSerialNumber = DWORD(device ^ (device >> 32));
     const uint64_t size = S_ISREG(extended.stx_mode) ? extended.stx_size : 0;
