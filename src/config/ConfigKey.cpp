@@ -307,12 +307,6 @@ void TConfigKey::SetName(const String& newName)
         siblings->AfterRename(this);
 }
 
-void TConfigKey::InitChildren()
-{
-    for (TConfigKey* k = GetFirstChild(); k; k = k->GetNext())
-        k->parent = this;
-}
-
 CollectionElement* TConfigKey::CreateClone(const void* context) const
 {
     return new TConfigKey(*this, *static_cast<const TConfig*>(context));

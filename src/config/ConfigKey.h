@@ -76,8 +76,6 @@ private:
     TConfigKey(const TConfigKey& source, const TConfig& owner);
     // context is the TConfig of the new tree.
     CollectionElement* CreateClone(const void* context) const override;
-    // Sets the parent of every child to this key.
-    void InitChildren();
     // Deletes the child list and every key below, without recursion, so that no depth of
     // nesting can exhaust the stack; the key becomes a value.
     void DeleteChildren();

@@ -268,8 +268,59 @@ TEST(ConfigTree, CopiesAndHooks)
         hooked.MoveToRoot();
         hooked.DeleteKey("G");
         EXPECT_EQ(5, releases);
+
+        // A key cloned as a collection element is a deep copy in the tree it is given.
+        const CollectionElement& group = *source.MoveDown("G");
+        TConfigKey* clone = static_cast<TConfigKey*>(group.CreateClone(&plain));
+        EXPECT_TRUE(clone->GetOwner() == &plain && *clone == *source.GetCurrentKey());
+        delete clone;
+        EXPECT_TRUE(copies == 7 && releases == 5) << "plain has no hooks";
     }
     EXPECT_EQ(5 + 3 + 7, releases) << "what was left of the copy, and the whole source";
+}
+
+// A copy that runs out of memory at any allocation throws, leaks nothing and leaves the
+// target's keys as they were. A release hook runs for every key whose copy hook ran (they
+// are marked), and for no other key of the copy.
+TEST(ConfigTree, CopyingThatRunsOutOfMemory)
+{
+    static int others;
+    copies = releases = 0;
+    TConfig source("S");
+    Read(source, "S\n{\nb=2\nG\n{\nx=1\nH\n{\ny\n}\nz\n}\na=1\n}");
+    source.SetKeyCopyHook([](TConfigKey& target, const TConfigKey&) {
+        ++copies;
+        target.SetUserData(1);
+    });
+    source.SetKeyReleaseHook([](TConfigKey& key) { ++(key.GetUserData() ? releases : others); });
+    const unsigned long blocks = _stringHeap->GetBlocksInUse();
+    unsigned long failures = 0;
+    for (unsigned long n = 1; failures == n - 1; ++n) {
+        others = 0;
+        {
+            TConfig target("T");
+            target.SetValue(1, "kept");
+            _stringHeap->FailAllocation(n);
+            try {
+                target = source;
+            } catch (const TException&) {
+                ++failures;
+            }
+            _stringHeap->FailAllocation(0);
+            ASSERT_TRUE(failures < n || target.GetValue(0, "kept") == 1);
+        }
+        ASSERT_EQ(copies, releases) << "allocation " << n;
+        ASSERT_EQ(failures < n ? 1 : 2, others) << "allocation " << n;
+        ASSERT_EQ(blocks, _stringHeap->GetBlocksInUse()) << "allocation " << n;
+    }
+    EXPECT_GT(failures, 5u);
+
+    // Writing that runs out of memory frees what it wrote.
+    const unsigned long defaultBlocks = NH_Heap::Default().GetBlocksInUse();
+    NH_Heap::Default().FailAllocation(1);
+    EXPECT_THROW(Block(source), TException);
+    NH_Heap::Default().FailAllocation(0);
+    EXPECT_EQ(defaultBlocks, NH_Heap::Default().GetBlocksInUse());
 }
 
 // A group large enough to be indexed, changed at random, must answer every search as a walk
@@ -293,6 +344,8 @@ TEST(ConfigTree, SearchesOfLargeGroupsMatchAWalk)
         };
         for (int step = 0; step < 3000; ++step) {
             const std::string n = name();
+            // Now and then the index finds no memory and the searches walk.
+            NH_Heap::Default().FailAllocation(step % 89 == 0 ? 1 : 0);
             switch (random() % 8) {
             case 0: config.CreateKey(n.c_str()); break;
             case 1: config.SetValue(step, n.c_str()); break;
@@ -302,6 +355,7 @@ TEST(ConfigTree, SearchesOfLargeGroupsMatchAWalk)
             case 5: if (TConfigKey* k = config.GetKey(int(random() % 100))) k->IsGroup() ? config.GroupToValue(k) : config.ValueToGroup(k); break;
             default: break;
             }
+            NH_Heap::Default().FailAllocation(0);
             const std::string probe = name();
             TConfigKey* value = walk(probe, 0);
             ASSERT_STREQ(value ? value->GetText().c_str() : "-", config.GetValue("-", probe.c_str()).c_str()) << step;

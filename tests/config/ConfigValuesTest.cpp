@@ -112,6 +112,14 @@ TEST(ConfigValues, KeysByNameAndIndex)
     EXPECT_EQ(1, config.GetValue(0, "Item3"));
     config.SetValue(2, "Item", -3);
     EXPECT_EQ(2, config.GetValue(0, "Item-3"));
+    // Names of any length are kept whole: two that differ only far out are two keys.
+    const std::string longName(300, 'n');
+    config.SetValue(7, longName.c_str(), 12);
+    config.SetValue(8, (longName + "13").c_str());
+    EXPECT_EQ(7, config.GetValue(0, (longName + "12").c_str()));
+    EXPECT_EQ(8, config.GetValue(0, longName.c_str(), 13));
+    config.DeleteKey(longName.c_str(), 12);
+    config.DeleteKey(longName.c_str(), 13);
     config.SetValue(3, "CASE");
     config.SetValue(4, "case");
     EXPECT_EQ(3u, config.GetNumKeys());
