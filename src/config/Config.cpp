@@ -14,6 +14,7 @@ TConfig::TConfig(const char* name, Mode mode)
       root(*this, String(name), nullptr, 1),
       current(&root),
       groupDepth(0),
+      pendingLine{nullptr, 0},
       autoCreate(1),
       autoSave(0),
       wrongFileTime(1)
@@ -27,6 +28,7 @@ TConfig::TConfig(const TConfig& source)
       root(*this, source.root.name, nullptr, 1),
       current(&root),
       groupDepth(0),
+      pendingLine{nullptr, 0},
       autoCreate(1),
       autoSave(0),
       wrongFileTime(1)
@@ -47,7 +49,7 @@ TConfig& TConfig::operator=(const TConfig& source)
     fileName = static_cast<const String&>(source.fileName);
     current = &root;
     groupDepth = 0;
-    pendingLine = String();
+    pendingLine = TLine{nullptr, 0};
     root.Assign(source.root, *this);
     return *this;
 }
@@ -137,7 +139,7 @@ TConfigKey* TConfig::CreateKey(const String& name)
 
 TConfigKey* TConfig::GetFirstKey() const
 {
-    return current->GetFirstChild();
+    return TConfigKeyList::FirstOf(*current);
 }
 
 TConfigKey* TConfig::GetKey(int index) const
@@ -153,7 +155,7 @@ unsigned long TConfig::GetNumKeys() const
 unsigned long TConfig::GetNumValues() const
 {
     unsigned long n = 0;
-    for (const TConfigKey* k = current->GetFirstChild(); k; k = k->GetNext())
+    for (const TConfigKey* k = TConfigKeyList::FirstOf(*current); k; k = k->GetNext())
         n += k->IsValue() ? 1 : 0;
     return n;
 }
@@ -184,7 +186,7 @@ int TConfig::ExistGroup(const char* name, int index) const
 unsigned long TConfig::GetValueNames(TList<StringItem<TListElement>>& names, int sorted) const
 {
     names.DeleteAll();
-    for (const TConfigKey* k = current->GetFirstChild(); k; k = k->GetNext()) {
+    for (const TConfigKey* k = TConfigKeyList::FirstOf(*current); k; k = k->GetNext()) {
         if (!k->IsValue())
             continue;
         StringItem<TListElement>* item = NewTextItem(k->name);
@@ -245,7 +247,7 @@ void TConfig::Clear()
 void TConfig::DeleteEmptyGroups()
 {
     WalkBelow(current, [](TConfigKey& k) {
-        if (k.IsGroup() && !k.GetFirstChild())
+        if (k.IsGroup() && !TConfigKeyList::FirstOf(k))
             DeleteChild(&k);
         return false;
     });
@@ -297,7 +299,7 @@ TConfigKey* TConfig::TKeyFinder::GetFirst(const char* name)
 {
     const TConfigKey* group = config.current;
     if (!name)
-        position = group->GetFirstChild();
+        position = TConfigKeyList::FirstOf(*group);
     else if (group->children)
         if (TConfigKey* key = group->children->Find(name, TConfigKeyList::eAnyKind))
             position = key;

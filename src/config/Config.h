@@ -245,8 +245,15 @@ private:
     String GetTheValue(const String& defaultText, const char* keyName) const;
     String GetTheValue(const String& defaultText, const char* name, int index) const;
     void SetTheValue(const String& text, const char* name, int index);
+    // A line of the block being read, trimmed: a piece of the block, empty at its end.
+    struct TLine {
+        const char* text;
+        unsigned int length;
+    };
     // The reader: the next significant line with its look-ahead, and the groups.
-    String GetNextLine(TMemoryStream& stream, int* opensGroup);
+    TLine GetNextLine(TMemoryStream& stream, int* opensGroup);
+    static TLine NextRawLine(TMemoryStream& stream);
+    static TLine NextSignificantLine(TMemoryStream& stream);
     void ReadGroup(TMemoryStream& stream);
     // The writer; a null group writes nothing.
     void WriteGroup(const TConfigKey* group, TMemoryStream& stream);
@@ -261,7 +268,7 @@ private:
     TConfigKey root;
     TConfigKey* current;
     int groupDepth;
-    String pendingLine;
+    TLine pendingLine;
     TFileName fileName;
     int autoCreate;
     int autoSave;

@@ -5,6 +5,8 @@
 // all. The reader takes any bytes: a line opens a group when the next significant line is
 // "{", "}" closes one, and every other line is a value, split at its first "=" from position 1
 // on, or a key named by the whole line.
+#include <cstring>
+
 #include "NH_Heap.h"
 #include "config/Config.h"
 #include "config/ConfigInternals.h"
@@ -13,20 +15,9 @@
 
 namespace {
 
-bool IsBrace(const String& line, char brace)
+bool IsBrace(const char* text, unsigned int length, char brace)
 {
-    return line.length() == 1 && line[0] == brace;
-}
-
-// The next line with something in it besides blanks and tabs, trimmed; empty at the end.
-String NextSignificantLine(TMemoryStream& stream)
-{
-    while (!stream.End()) {
-        String line = stream.GetLine();
-        if (Trim(line) != 0)
-            return line;
-    }
-    return String();
+    return length == 1 && text[0] == brace;
 }
 
 void PutText(TMemoryStream& stream, const String& text)
@@ -50,16 +41,48 @@ void PutBraceLine(TMemoryStream& stream, int depth, char brace)
 
 // ---- the reader -------------------------------------------------------------------------
 
-String TConfig::GetNextLine(TMemoryStream& stream, int* opensGroup)
+// The next raw line, ended as TMemoryStream::GetLine ends it (LF, CR, CR LF, a zero byte or
+// the end of the block), trimmed of blanks and tabs; the position moves past its end. The
+// line stays in the block: reading makes no text for lines that only carry structure.
+TConfig::TLine TConfig::NextRawLine(TMemoryStream& stream)
+{
+    const char* p = stream.GetHeadPointer();
+    const char* end = stream.GetStart() + stream.GetSize();
+    const char* q = p;
+    while (q < end && *q != '\n' && *q != '\r' && *q != 0)
+        ++q;
+    const char* next = q;
+    if (next < end)
+        next += (*next == '\r' && next + 1 < end && next[1] == '\n') ? 2 : 1;
+    stream.Seek(static_cast<unsigned int>(next - stream.GetStart()));
+    while (p < q && (*p == ' ' || *p == '\t'))
+        ++p;
+    while (q > p && (q[-1] == ' ' || q[-1] == '\t'))
+        --q;
+    return TLine{p, static_cast<unsigned int>(q - p)};
+}
+
+// The next line with something in it; empty at the end.
+TConfig::TLine TConfig::NextSignificantLine(TMemoryStream& stream)
+{
+    while (!stream.End()) {
+        const TLine line = NextRawLine(stream);
+        if (line.length)
+            return line;
+    }
+    return TLine{nullptr, 0};
+}
+
+TConfig::TLine TConfig::GetNextLine(TMemoryStream& stream, int* opensGroup)
 {
     *opensGroup = 0;
-    if (pendingLine.IsEmpty())
+    if (!pendingLine.length)
         pendingLine = NextSignificantLine(stream);
-    if (pendingLine.IsEmpty())
-        return String();
-    String line = pendingLine;
-    String next = NextSignificantLine(stream);
-    if (IsBrace(next, '{')) {
+    if (!pendingLine.length)
+        return pendingLine;
+    const TLine line = pendingLine;
+    const TLine next = NextSignificantLine(stream);
+    if (IsBrace(next.text, next.length, '{')) {
         *opensGroup = 1;
         pendingLine = NextSignificantLine(stream);
     } else {
@@ -80,13 +103,13 @@ void TConfig::ReadGroup(TMemoryStream& stream)
     };
     for (;;) {
         int opensGroup;
-        const String line = GetNextLine(stream, &opensGroup);
-        if (line.IsEmpty()) {
+        const TLine line = GetNextLine(stream, &opensGroup);
+        if (!line.length) {
             while (groupDepth > outermost)
                 closeGroup();
             return;
         }
-        if (IsBrace(line, '}')) {
+        if (IsBrace(line.text, line.length, '}')) {
             if (groupDepth == outermost)
                 return;
             closeGroup();
@@ -94,20 +117,19 @@ void TConfig::ReadGroup(TMemoryStream& stream)
         }
         if (opensGroup) {
             if (groupDepth == 0)
-                root.SetName(line);
+                root.SetName(String(line.text, 0, 0, line.length));
             else
-                MoveDownTo(line.c_str());
+                MoveDownTo(TKeyName(line.text, static_cast<size_t>(line.length)).c_str());
             ++groupDepth;
             continue;
         }
-        const long equals = line.FindFirst('=');
-        if (equals >= 1) {
-            const String name(line.Left(static_cast<unsigned long>(equals)));
-            SetTheValue(String(line.Mid(static_cast<unsigned long>(equals) + 1, static_cast<unsigned long>(-1))),
-                        name.c_str());
-        } else {
-            CreateKey(line);
-        }
+        const char* equals = static_cast<const char*>(std::memchr(line.text, '=', line.length));
+        const unsigned int nameLength = equals ? static_cast<unsigned int>(equals - line.text) : 0;
+        if (nameLength >= 1)
+            SetTheValue(String(equals + 1, 0, 0, line.length - nameLength - 1),
+                        TKeyName(line.text, static_cast<size_t>(nameLength)).c_str());
+        else
+            CreateKey(String(line.text, 0, 0, line.length));
     }
 }
 
@@ -124,7 +146,7 @@ void TConfig::BuildFromBlock(const char* block, unsigned int size)
     root.children = new TConfigKeyList(mode & 6);
     current = &root;
     autoCreate = 1;
-    pendingLine = String();
+    pendingLine = TLine{nullptr, 0};
     groupDepth = 0;
     try {
         TMemoryStream stream(static_cast<const void*>(block), size);
@@ -137,11 +159,11 @@ void TConfig::BuildFromBlock(const char* block, unsigned int size)
         root.name = previousName;
         current = previousCurrent;
         autoCreate = previousAutoCreate;
-        pendingLine = String();
+        pendingLine = TLine{nullptr, 0};
         groupDepth = 0;
         throw;
     }
-    pendingLine = String();
+    pendingLine = TLine{nullptr, 0};
     current = &root;
     TConfigKey::DestroyList(previous);
 }
@@ -161,7 +183,7 @@ void TConfig::WriteGroup(const TConfigKey* group, TMemoryStream& stream)
     PutBraceLine(stream, depth, '{');
     ++depth;
     const TConfigKey* open = group;
-    const TConfigKey* k = group->GetFirstChild();
+    const TConfigKey* k = TConfigKeyList::FirstOf(*group);
     for (;;) {
         if (!k) {
             --depth;
@@ -181,7 +203,7 @@ void TConfig::WriteGroup(const TConfigKey* group, TMemoryStream& stream)
             }
             PutLineEnd(stream);
             k = k->GetNext();
-        } else if (!k->GetFirstChild()) {
+        } else if (!TConfigKeyList::FirstOf(*k)) {
             k = k->GetNext();
         } else {
             stream.Put('\t', depth);
@@ -190,7 +212,7 @@ void TConfig::WriteGroup(const TConfigKey* group, TMemoryStream& stream)
             PutBraceLine(stream, depth, '{');
             ++depth;
             open = k;
-            k = k->GetFirstChild();
+            k = TConfigKeyList::FirstOf(*k);
         }
     }
 }

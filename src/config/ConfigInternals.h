@@ -28,6 +28,8 @@ public:
     static void operator delete(void* p);
 
     TConfigKey* First() const { return static_cast<TConfigKey*>(first); }
+    // TConfigKey::GetFirstChild, inline for the walks of the library's own loops.
+    static TConfigKey* FirstOf(const TConfigKey& key) { return key.children ? key.children->First() : nullptr; }
     // At the sorted place by the list's compare mode, or at the end.
     void Link(TConfigKey* key, int sorted);
     void Unlink(TConfigKey* key);
@@ -65,11 +67,12 @@ inline bool IsOfKind(const TConfigKey& key, TConfigKeyList::Kind kind)
     return kind == TConfigKeyList::eAnyKind || (kind == TConfigKeyList::eGroupKind) == (key.IsGroup() != 0);
 }
 
-// The key name of (name, index): name, followed by index in decimal unless it is 0. Short
-// names stay on the stack.
+// The key name of (name, index): name, followed by index in decimal unless it is 0; or the
+// first length bytes of text. Short names stay on the stack.
 class TKeyName {
 public:
     TKeyName(const char* name, int index);
+    TKeyName(const char* text, size_t length);
     const char* c_str() const { return text; }
 
 private:
@@ -88,9 +91,9 @@ size_t TrimTrailingZeros(char* text, size_t length);
 template <class Visit>
 TConfigKey* WalkBelow(const TConfigKey* start, Visit visit)
 {
-    TConfigKey* k = start->GetFirstChild();
+    TConfigKey* k = TConfigKeyList::FirstOf(*start);
     while (k) {
-        while (TConfigKey* first = k->GetFirstChild())
+        while (TConfigKey* first = TConfigKeyList::FirstOf(*k))
             k = first;
         for (;;) {
             TConfigKey* next = k->GetNext();

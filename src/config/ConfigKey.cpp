@@ -83,6 +83,17 @@ TKeyName::TKeyName(const char* name, int index) : text(name)
     }
 }
 
+TKeyName::TKeyName(const char* name, size_t length) : text(buffer)
+{
+    if (length < sizeof buffer) {
+        std::memcpy(buffer, name, length);
+        buffer[length] = 0;
+    } else {
+        longName = String(name, 0, 0, length);
+        text = longName.c_str();
+    }
+}
+
 size_t TrimTrailingZeros(char* text, size_t length)
 {
     if (!std::memchr(text, '.', length))
@@ -326,7 +337,7 @@ void TConfigKey::DestroyKeys(TConfigKeyList& list)
     list.DropIndex();
     while (TConfigKey* k = list.First()) {
         list.Detach(k);
-        if (k->GetFirstChild()) {
+        if (TConfigKeyList::FirstOf(*k)) {
             if (k->owner && k->owner->keyReleaseHook)
                 k->owner->keyReleaseHook(*k);
             k->owner = nullptr;
@@ -350,7 +361,7 @@ void TConfigKey::DestroyList(TConfigKeyList* list)
 // so that deleting them runs no release hook for a copy hook that never ran.
 void TConfigKey::CloneKeys(TConfigKeyList& list, const TConfigKey& source, TConfigKey* target, TConfig& owner)
 {
-    const TConfigKey* s = source.GetFirstChild();
+    const TConfigKey* s = TConfigKeyList::FirstOf(source);
     const TConfigKey* sourceGroup = &source;
     TConfigKey* group = target;
     TConfigKeyList* keys = &list;
@@ -360,11 +371,11 @@ void TConfigKey::CloneKeys(TConfigKeyList& list, const TConfigKey& source, TConf
                 TConfigKey* k = new TConfigKey(owner, s->name, group, s->IsGroup());
                 k->value = s->value;
                 keys->Append(k);
-                if (s->GetFirstChild()) {
+                if (TConfigKeyList::FirstOf(*s)) {
                     sourceGroup = s;
                     group = k;
                     keys = k->children;
-                    s = s->GetFirstChild();
+                    s = TConfigKeyList::FirstOf(*s);
                     continue;
                 }
                 FinishCopy(*k, *s, owner.keyCopyHook);
@@ -446,8 +457,8 @@ int TConfigKey::Compare(const CollectionElement& otherElement, int compareMode) 
     const int outer = CompareOne(*this, other, compareMode, true, &descend);
     if (!descend)
         return outer;
-    const TConfigKey* x = GetFirstChild();
-    const TConfigKey* y = other.GetFirstChild();
+    const TConfigKey* x = TConfigKeyList::FirstOf(*this);
+    const TConfigKey* y = TConfigKeyList::FirstOf(other);
     const TConfigKey* xGroup = this;
     const TConfigKey* yGroup = &other;
     for (;;) {
@@ -465,8 +476,8 @@ int TConfigKey::Compare(const CollectionElement& otherElement, int compareMode) 
         if (descend) {
             xGroup = x;
             yGroup = y;
-            x = x->GetFirstChild();
-            y = y->GetFirstChild();
+            x = TConfigKeyList::FirstOf(*x);
+            y = TConfigKeyList::FirstOf(*y);
         } else {
             x = x->GetNext();
             y = y->GetNext();
