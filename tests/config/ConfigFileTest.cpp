@@ -80,16 +80,9 @@ TEST(ConfigFile, ReaderGivesEveryInputItsMeaning)
         TConfig again("T", TConfig::Mode(c.mode));
         Read(again, written);
         EXPECT_EQ(written, Block(again));
+        again.BuildFromBlock(nullptr, 5);
+        EXPECT_EQ(written, Block(again)) << "a null block changes nothing";
     }
-}
-
-TEST(ConfigFile, EmptyNameAndNullBlock)
-{
-    TConfig unnamed("");
-    unnamed.SetValue(1, "k");
-    EXPECT_EQ(Crlf("\n{\n\tk=1\n}\n"), Block(unnamed));
-    unnamed.BuildFromBlock(nullptr, 5);
-    EXPECT_EQ(1, unnamed.GetValue(0, "k"));
 }
 
 TEST(ConfigFile, PathListBothWays)

@@ -1,19 +1,9 @@
-// Typed values: the text each type writes, what each type reads from a text, defaults,
-// limits, and binary data.
+// Typed values: the text each type writes, what each type reads from a text or a default,
+// keys by name and index, and binary data.
 #include "ConfigTestSupport.h"
 
 #include <climits>
-#include <cmath>
 #include <functional>
-
-namespace {
-
-String Text(const TConfig& config, const char* name)
-{
-    return config.GetValue("<missing>", name);
-}
-
-}  // namespace
 
 TEST(ConfigValues, EachTypeWritesItsText)
 {
@@ -46,13 +36,14 @@ TEST(ConfigValues, EachTypeWritesItsText)
     for (const auto& c : cases) {
         TConfig config("C");
         c.set(config);
-        EXPECT_STREQ(c.text, Text(config, "v").c_str());
+        EXPECT_STREQ(c.text, config.GetValue("<missing>", "v").c_str());
     }
 }
 
 // Types of 32 bits or less read one number from a text on every target; a long reads as the
-// target's strtol does.
-TEST(ConfigValues, EachTypeReadsATextTheSameEverywhere)
+// target's strtol does. A missing key (no text) gives the default through its text, so a
+// float or double default comes back with two decimals; the limits of GetSure apply to it.
+TEST(ConfigValues, EachTypeReadsATextOrItsDefault)
 {
     const bool wideLong = sizeof(long) == 8;
     const struct {
@@ -77,32 +68,24 @@ TEST(ConfigValues, EachTypeReadsATextTheSameEverywhere)
         {"2.50", [](const TConfig& c) { return c.GetValue(1.0f, "v"); }, 2.5},
         {"-1e3x", [](const TConfig& c) { return c.GetValue(1.0, "v"); }, -1000},
         {"", [](const TConfig& c) { return c.GetValue(1.0, "v"); }, 0},
+        {nullptr, [](const TConfig& c) { return c.GetValue(-42, "v"); }, -42},
+        {nullptr, [](const TConfig& c) { return c.GetValue(4294967295u, "v"); }, 4294967295.0},
+        {nullptr, [](const TConfig& c) { return c.GetValue(1.5, "v"); }, 1.5},
+        {nullptr, [](const TConfig& c) { return c.GetValue(1e-3, "v"); }, 0},
+        {nullptr, [](const TConfig& c) { return c.GetValue(1.006f, "v"); }, 1.01f},
+        {nullptr, [](const TConfig& c) { return c.GetSure(5, 10, 20, "v"); }, 10},
+        {"25", [](const TConfig& c) { return c.GetSure(5, 10, 20, "v"); }, 20},
+        {"25", [](const TConfig& c) { return c.GetSure(5u, 10u, 30u, "v"); }, 25},
+        {"nan", [](const TConfig& c) { return c.GetSure(0.0, -1.0, 1.0, "v"); }, -1},
+        {"nan", [](const TConfig& c) { return c.GetSure(0.0f, 2.0f, 3.0f, "v"); }, 2},
     };
     for (const auto& c : cases) {
         TConfig config("C");
-        config.SetValue(c.text, "v");
-        EXPECT_EQ(c.expected, c.get(config)) << '"' << c.text << '"';
+        if (c.text)
+            config.SetValue(c.text, "v");
+        EXPECT_EQ(c.expected, c.get(config)) << '"' << (c.text ? c.text : "no key") << '"';
+        EXPECT_EQ(c.text != nullptr, config.ExistKey("v") != 0) << "reading makes no key";
     }
-}
-
-TEST(ConfigValues, DefaultsAndLimits)
-{
-    TConfig config("C");
-    EXPECT_EQ(-42, config.GetValue(-42, "missing"));
-    EXPECT_EQ(4294967295u, config.GetValue(4294967295u, "missing"));
-    EXPECT_EQ(1.5, config.GetValue(1.5, "missing"));
-    EXPECT_EQ(0.0, config.GetValue(1e-3, "missing")) << "the default goes through \"%.2f\"";
-    EXPECT_FLOAT_EQ(1.01f, config.GetValue(1.006f, "missing"));
-    EXPECT_STREQ("d", config.GetValue(String("d"), "missing").c_str());
-    EXPECT_FALSE(config.ExistKey("missing")) << "reading makes nothing";
-
-    EXPECT_EQ(10, config.GetSure(5, 10, 20, "missing"));
-    config.SetValue(25, "n");
-    EXPECT_EQ(20, config.GetSure(5, 10, 20, "n"));
-    EXPECT_EQ(25u, config.GetSure(5u, 10u, 30u, "n"));
-    config.SetValue("nan", "x");
-    EXPECT_EQ(-1.0, config.GetSure(0.0, -1.0, 1.0, "x"));
-    EXPECT_EQ(2.0f, config.GetSure(0.0f, 2.0f, 3.0f, "x"));
 }
 
 TEST(ConfigValues, KeysByNameAndIndex)
