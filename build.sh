@@ -12,7 +12,8 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev zlib1g-dev libre2-dev pkg-config)
+packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev zlib1g-dev libre2-dev pkg-config
+    libboost-dev)
 # The Windows builds: MinGW-w64 with POSIX threads, zlib for MinGW (the numeric suite's
 # oracle), GoogleTest sources to build with the cross compiler, and wine64 to run the tests.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix

@@ -13,6 +13,8 @@
 #include "collections/HashList.h"
 #include "collections/RangeInt32.h"
 #include "collections/StringItem.h"
+#include "config/Config.h"
+#include "config/ConfigKey.h"
 #include "errors/Exception.h"
 #include "files/File.h"
 #include "files/FileObject.h"
