@@ -30,7 +30,7 @@ constexpr size_t kLongText = 2500;
 // the text's end, so n bytes cost up to n * n / 2 times the visits of one position. Both
 // texts are cut to keep each search below this many visits, which holds every input far
 // below the fuzzer's time limit under the sanitizers.
-constexpr double kVisitsPerSearch = 1e7;
+constexpr double kVisitsPerSearch = 4e6;
 
 // Whether a node takes a character; row 6 of the named classes, the word boundary, only
 // tests the position.
