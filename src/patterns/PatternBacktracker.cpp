@@ -153,17 +153,10 @@ private:
 
 }  // namespace
 
-COMMONTARN_NOINLINE long AttemptByBacktracking(TMatchContext& m, long start)
-{
-    TBacktracker engine(m);
-    return engine.Attempt(start);
-}
-
 COMMONTARN_NOINLINE long SearchByBacktracking(TMatchContext& m, long* foundAt, long start, EMatchMode mode,
                                               long length, const bool* first)
 {
-    TBacktracker engine(m);
-    return Search(m, engine, foundAt, start, mode, length, first);
+    return SearchOnNew<TBacktracker>(m, foundAt, start, mode, length, first);
 }
 
 }  // namespace TarnPattern

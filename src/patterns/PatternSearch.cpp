@@ -119,8 +119,8 @@ long TTextPattern::Find(char const* text, long start, MatchCallback callback, vo
         return -1;
     TFindSetup setup(nodes, text, caseSensitive, callback, userData);
     if (nodes[0].data == kEngineBacktrack)
-        return AttemptByBacktracking(setup.context, start);
-    return AttemptBySimulation(setup.context, start);
+        return SearchByBacktracking(setup.context, nullptr, start, eMatchHere, 0, nullptr);
+    return SearchBySimulation(setup.context, nullptr, start, eMatchHere, 0, nullptr);
 }
 
 long TTextPattern::Find(long* foundAt, char const* text, long start, EMatchMode mode, MatchCallback callback,

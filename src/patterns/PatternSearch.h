@@ -1,20 +1,24 @@
-// The searches of TTextPattern over one engine (forward, backward and all matches), and the
-// entry points of the engines. Each engine's source instantiates Search with its engine, so
-// that the attempts of a search are calls within one source. Not part of the interface.
+// The searches of TTextPattern over one engine (one attempt, forward, backward and all
+// matches), and the entry points of the engines. Each engine's source instantiates Search
+// with its engine, so that the attempts of a search are calls within one source. Not part
+// of the interface.
 #pragma once
 
 #include "patterns/PatternInternals.h"
 
 namespace TarnPattern {
 
-// The forward, backward and all-matches searches over one engine. Positions whose character
-// cannot start a match are skipped when that cannot change the answer: always for all
-// matches (only matches of length above 0 count), and for the other two when the pattern
-// cannot match the empty text.
+// The searches over one engine: one attempt at start, which reports no whole match and
+// leaves foundAt alone, and the forward, backward and all-matches searches. Positions whose
+// character cannot start a match are skipped when that cannot change the answer: always for
+// all matches (only matches of length above 0 count), and for the other two when the
+// pattern cannot match the empty text.
 template <class Engine>
 long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchMode mode, long length,
             const bool* first)
 {
+    if (mode == eMatchHere)
+        return engine.Attempt(start);
     const char* text = m.text;
     const bool reportWhole = m.nodes[0].data == kEngineSimulate;
     auto skip = [&](long position) { return first && !first[static_cast<unsigned char>(text[position])]; };
@@ -75,15 +79,20 @@ long Search(TMatchContext& m, Engine& engine, long* foundAt, long start, EMatchM
     return found;
 }
 
-// The entry points of the engines, each with its engine in a frame of its own, so that the
-// stack holds one engine's state at a time. One attempt exactly at start; a search in
-// eMatchForward, eMatchBackward or eMatchAll mode; and the pass over all matches.
-long AttemptBySimulation(TMatchContext& m, long start);
+// Search on a new Engine of the context. The entry points of the engines below are made of
+// it, each in a frame of its own, so that the stack holds one engine's state at a time.
+template <class Engine>
+long SearchOnNew(TMatchContext& m, long* foundAt, long start, EMatchMode mode, long length, const bool* first)
+{
+    Engine engine(m);
+    return Search(m, engine, foundAt, start, mode, length, first);
+}
+
 long SearchBySimulation(TMatchContext& m, long* foundAt, long start, EMatchMode mode, long length, const bool* first);
-long FindAllBySimulation(TMatchContext& m, long* foundAt, long start, long length, const bool* first);
-long AttemptByBacktracking(TMatchContext& m, long start);
 long SearchByBacktracking(TMatchContext& m, long* foundAt, long start, EMatchMode mode, long length,
                           const bool* first);
+// The pass over all matches of a pattern without captures.
+long FindAllBySimulation(TMatchContext& m, long* foundAt, long start, long length, const bool* first);
 
 }  // namespace TarnPattern
 

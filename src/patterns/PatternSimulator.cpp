@@ -102,17 +102,10 @@ private:
 
 }  // namespace
 
-COMMONTARN_NOINLINE long AttemptBySimulation(TMatchContext& m, long start)
-{
-    TSimulator engine(m);
-    return engine.Attempt(start);
-}
-
 COMMONTARN_NOINLINE long SearchBySimulation(TMatchContext& m, long* foundAt, long start, EMatchMode mode,
                                             long length, const bool* first)
 {
-    TSimulator engine(m);
-    return Search(m, engine, foundAt, start, mode, length, first);
+    return SearchOnNew<TSimulator>(m, foundAt, start, mode, length, first);
 }
 
 }  // namespace TarnPattern
