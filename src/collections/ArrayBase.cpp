@@ -304,102 +304,63 @@ CollectionElement* TArrayBase::FindLastThat(int (*test)(const CollectionElement&
     return Found(cells, -1, index);
 }
 
-CollectionElement* TArrayBase::BinaryFindEqual(const CollectionElement& key, int* index) const
+// The binary searches share one halving over lo..hi with c = key.Compare(cell[mid], mode):
+// below 0 goes left, above 0 goes right, and an equal cell ends the search or goes on to
+// the side that onEqual names. A search keeps the last mid from which it went to the side
+// that markLeft or markRight names, -1 at the start, and answers it, or the equal cell.
+namespace {
+
+enum EOnEqual { eStopAtEqual, eGoRightOfEqual, eGoLeftOfEqual };
+
+template <bool markLeft, bool markRight, EOnEqual onEqual>
+int BinaryFind(CollectionElement* const* cells, int count, const CollectionElement& key, int mode)
 {
-    CollectionElement* const* cells = GetCells();
     int lo = 0;
     int hi = count - 1;
+    int candidate = -1;
     while (lo <= hi) {
         const int mid = lo + (hi - lo) / 2;
-        const int c = key.Compare(*cells[mid], compareMode);
-        if (c < 0)
+        const int c = key.Compare(*cells[mid], mode);
+        if (c == 0 && onEqual == eStopAtEqual)
+            return mid;
+        if (c < 0 || (c == 0 && onEqual == eGoLeftOfEqual)) {
+            if (markLeft && c < 0)
+                candidate = mid;
             hi = mid - 1;
-        else if (c > 0)
+        } else {
+            if (markRight && c > 0)
+                candidate = mid;
             lo = mid + 1;
-        else
-            return Found(cells, mid, index);
+        }
     }
-    return Found(cells, -1, index);
+    return candidate;
+}
+
+}  // namespace
+
+CollectionElement* TArrayBase::BinaryFindEqual(const CollectionElement& key, int* index) const
+{
+    return Found(GetCells(), BinaryFind<false, false, eStopAtEqual>(GetCells(), count, key, compareMode), index);
 }
 
 CollectionElement* TArrayBase::BinaryFindEqualOrGreater(const CollectionElement& key, int* index) const
 {
-    CollectionElement* const* cells = GetCells();
-    int lo = 0;
-    int hi = count - 1;
-    int candidate = -1;
-    while (lo <= hi) {
-        const int mid = lo + (hi - lo) / 2;
-        const int c = key.Compare(*cells[mid], compareMode);
-        if (c < 0) {
-            candidate = mid;
-            hi = mid - 1;
-        } else if (c > 0) {
-            lo = mid + 1;
-        } else {
-            candidate = mid;
-            break;
-        }
-    }
-    return Found(cells, candidate, index);
+    return Found(GetCells(), BinaryFind<true, false, eStopAtEqual>(GetCells(), count, key, compareMode), index);
 }
 
 CollectionElement* TArrayBase::BinaryFindClosestGreater(const CollectionElement& key, int* index) const
 {
-    CollectionElement* const* cells = GetCells();
-    int lo = 0;
-    int hi = count - 1;
-    int candidate = -1;
-    while (lo <= hi) {
-        const int mid = lo + (hi - lo) / 2;
-        if (key.Compare(*cells[mid], compareMode) < 0) {
-            candidate = mid;
-            hi = mid - 1;
-        } else {
-            lo = mid + 1;
-        }
-    }
-    return Found(cells, candidate, index);
+    return Found(GetCells(), BinaryFind<true, false, eGoRightOfEqual>(GetCells(), count, key, compareMode), index);
 }
 
 CollectionElement* TArrayBase::BinaryFindClosestSmaller(const CollectionElement& key, int* index) const
 {
-    CollectionElement* const* cells = GetCells();
-    int lo = 0;
-    int hi = count - 1;
-    int candidate = -1;
-    while (lo <= hi) {
-        const int mid = lo + (hi - lo) / 2;
-        if (key.Compare(*cells[mid], compareMode) > 0) {
-            candidate = mid;
-            lo = mid + 1;
-        } else {
-            hi = mid - 1;
-        }
-    }
-    return Found(cells, candidate, index);
+    return Found(GetCells(), BinaryFind<false, true, eGoLeftOfEqual>(GetCells(), count, key, compareMode), index);
 }
 
 CollectionElement* TArrayBase::BinaryFindEqualOrSmaller(const CollectionElement& key, int* index) const
 {
-    CollectionElement* const* cells = GetCells();
-    int lo = 0;
-    int hi = count - 1;
-    int candidate = -1;
-    while (lo <= hi) {
-        const int mid = lo + (hi - lo) / 2;
-        const int c = key.Compare(*cells[mid], compareMode);
-        if (c < 0) {
-            hi = mid - 1;
-        } else if (c > 0) {
-            candidate = mid;
-            lo = mid + 1;
-        } else {
-            candidate = mid;
-            break;
-        }
-    }
-    return Found(cells, candidate, index);
+    return Found(GetCells(), BinaryFind<false, true, eStopAtEqual>(GetCells(), count, key, compareMode), index);
 }
 
 CollectionElement* TArrayBase::LinearFindEqual(const CollectionElement& key, int* index) const

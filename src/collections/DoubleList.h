@@ -13,6 +13,8 @@
 #include "collections/CollectionElement.h"
 
 class TDoubleList;
+template <class Node>
+class TLinkedChain;
 
 class COMMONTARN_API TListElement : public CollectionElement {
 public:
@@ -34,7 +36,8 @@ public:
 
 private:
     friend class TDoubleList;
-    friend class TListSorter;
+    template <class Node>
+    friend class TLinkedChain;
     TListElement* next;
     TListElement* prev;
 };
@@ -100,10 +103,14 @@ public:
     // Copies through CreateClone. A clone that comes back null is left out.
     void Assign(const TDoubleList& source, const void* context);
     TDoubleList& operator=(const TDoubleList& source);
-    void Add(const TDoubleList& source, const void* context);
+    void Add(const TDoubleList& source, const void* context) { Insert(source, nullptr, context); }
     void Insert(const TDoubleList& source, TListElement* before, const void* context);
-    TDoubleList& operator+=(const TDoubleList& source);
-    void Append(const TDoubleList& source, const void* context);
+    TDoubleList& operator+=(const TDoubleList& source)
+    {
+        Insert(source, nullptr, nullptr);
+        return *this;
+    }
+    void Append(const TDoubleList& source, const void* context) { Insert(source, nullptr, context); }
 
     // Access. operator[] and Element walk from first: below 1 gives first, and an index at
     // or past the count gives null.
@@ -146,12 +153,8 @@ protected:
 private:
     enum SearchKind { eClosestSmaller, eEqualOrSmaller, eClosestGreater, eEqualOrGreater };
     TListElement* FindNearest(const TListElement& key, SearchKind kind) const;
-    // Links element directly before `before`, which must be in this list.
-    void LinkBefore(TListElement* element, TListElement* before);
-    void LinkAfter(TListElement* element, TListElement* after);
-    void Unlink(TListElement* element);
-    // Makes a chain linked by next the whole list: sets the prev links, first and last.
-    void RelinkChain(TListElement* chain);
+    // The links of this list, for the operations shared with TDoubleListOfPtr.
+    TLinkedChain<TListElement> Chain() const;
 };
 
 COMMONTARN_API int AreEqual(const TDoubleList& a, const TDoubleList& b, int compareMode);

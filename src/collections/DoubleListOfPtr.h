@@ -54,6 +54,9 @@ protected:
     Cloner cloner;
 };
 
+template <class Node>
+class TLinkedChain;
+
 struct TListNode {
     TListNode* next;
     TListNode* prev;
@@ -139,10 +142,14 @@ public:
     // are taken by a non-owning list and nothing is taken by an owning one.
     void Assign(const TDoubleListOfPtr& source, const void* context);
     TDoubleListOfPtr& operator=(const TDoubleListOfPtr& source);
-    void Add(const TDoubleListOfPtr& source, const void* context);
+    void Add(const TDoubleListOfPtr& source, const void* context) { Insert(source, nullptr, context); }
     void Insert(const TDoubleListOfPtr& source, const void* before, const void* context);
-    TDoubleListOfPtr& operator+=(const TDoubleListOfPtr& source);
-    void Append(const TDoubleListOfPtr& source, const void* context);
+    TDoubleListOfPtr& operator+=(const TDoubleListOfPtr& source)
+    {
+        Insert(source, nullptr, nullptr);
+        return *this;
+    }
+    void Append(const TDoubleListOfPtr& source, const void* context) { Insert(source, nullptr, context); }
 
     // Access; element results are null on an empty list and for pointers not held.
     void* GetFirst() const { return first ? first->element : nullptr; }
@@ -172,14 +179,14 @@ public:
 private:
     TListNode* NewNode(void* element);
     TListNode* FindEqualNode(const void* key) const;
-    void LinkBefore(TListNode* node, TListNode* before);
-    void LinkAfter(TListNode* node, TListNode* after);
     // Unlinks a node and lowers the count, without freeing it.
     void DetachNode(TListNode* node);
     // DetachNode, then frees the node and gives its element.
     void* TakeNode(TListNode* node);
     void InsertNodeInSortedList(TListNode* node);
-    void RelinkChain(TListNode* chain);
+    int CompareNodes(const TListNode* a, const TListNode* b) const { return CompareElements(a->element, b->element); }
+    // The links of this list, for the operations shared with TDoubleList.
+    TLinkedChain<TListNode> Chain() const;
 
     TListNode* first;
     TListNode* last;
