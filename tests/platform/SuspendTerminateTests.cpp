@@ -230,7 +230,9 @@ TEST(SuspendTerminate, SuspendedThreadTakesNothingUntilResumed)
         }, 0, &id);
         LetItWait(waiting);
         EXPECT_EQ(0u, SuspendThread(thread));
-        int posted = 0;
+        // The first message has time to be taken, were the thread still waiting for it.
+        int posted = PostThreadMessageA(id, WM_USER, 0, 0) ? 1 : 0;
+        Sleep(30);
         while (posted < 10001 && PostThreadMessageA(id, WM_USER + posted % 100, 0, 0))
             ++posted;
         // Wine sets no limit to a queue.
