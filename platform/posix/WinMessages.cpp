@@ -238,9 +238,13 @@ BOOL GetMessageA(LPMSG lpMsg, HWND hWnd, UINT wMsgFilterMin, UINT wMsgFilterMax)
     if (!EnsureQueue(self))
         return -1;
     for (;;) {
-        // A suspended thread takes nothing; a terminated one never comes back for it.
-        if (self->StopRequested() && !StopInsideWait(self))
-            return -1;
+        // A suspended thread takes nothing; a terminated one never comes back for it. The
+        // request is looked at again after each stop, as another may have come meanwhile.
+        if (self->StopRequested()) {
+            if (!StopInsideWait(self))
+                return -1;
+            continue;
+        }
         if (TakeMessage(self->queue, lpMsg, hWnd, wMsgFilterMin, wMsgFilterMax, true))
             return lpMsg->message == WM_QUIT ? 0 : 1;
         pthread_cond_wait(&self->wake, &_syncLock);

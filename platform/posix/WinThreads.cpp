@@ -142,17 +142,17 @@ void MarkEnded(TThreadObject* thread, DWORD exitCode)
 }
 
 // The end of a terminated thread, which stays here for good. Inside the layer it marks its
-// end and gives back its own reference; in the signal handler, where every signal is
-// blocked already, it only says it is gone, and its terminator does the rest.
+// end and gives back its own reference; in the signal handler it only says it is gone, and
+// its terminator does the rest. No signal reaches it here: a late stop signal would find
+// its record gone.
 [[noreturn]] void StopForGood(TThreadObject* self, bool outside)
 {
     static uint32_t never = 0;
+    BlockAllSignals();
     self->regionDepth.fetch_add(1);
     uint32_t* word = FutexWord(self->suspendState);
-    if (!outside) {
-        BlockAllSignals();
+    if (!outside)
         MarkEnded(self, self->terminationCode);
-    }
     self->suspendState.fetch_or(TThreadObject::eGone);
     WakeAll(word);
     if (!outside)

@@ -230,7 +230,9 @@ TEST(SuspendTerminate, SuspendedThreadTakesNothingUntilResumed)
         }, 0, &id);
         LetItWait(waiting);
         EXPECT_EQ(0u, SuspendThread(thread));
-        int posted = 0;
+        // The first message has time to be taken, were the thread still waiting for it.
+        int posted = PostThreadMessageA(id, WM_USER, 0, 0) ? 1 : 0;
+        Sleep(30);
         while (posted < 10001 && PostThreadMessageA(id, WM_USER + posted % 100, 0, 0))
             ++posted;
         // Wine sets no limit to a queue.
@@ -241,6 +243,98 @@ TEST(SuspendTerminate, SuspendedThreadTakesNothingUntilResumed)
         EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(thread, 30));
         EXPECT_EQ(1u, ResumeThread(thread));
         EXPECT_EQ(unsigned(WM_USER), JoinThread(thread));
+    });
+}
+
+TEST(SuspendTerminate, ThreadStopsItselfUntilAnotherResumesIt)
+{
+    WithinSeconds(60, "a thread stops itself", [] {
+        LONG volatile after = 0;
+        HANDLE thread = StartThread([&]() -> unsigned {
+            DWORD previous = SuspendThread(GetCurrentThread());
+            InterlockedExchange(&after, 1);
+            return previous;
+        });
+        EXPECT_TRUE(Eventually([&] {
+            DWORD count = SuspendThread(thread);
+            ResumeThread(thread);
+            return count == 1;
+        }));
+        EXPECT_EQ(0, Read(after));
+        EXPECT_EQ(1u, ResumeThread(thread));
+        EXPECT_EQ(0u, JoinThread(thread));
+        EXPECT_EQ(1, Read(after));
+
+        // Termination of itself does not return, also in a thread the layer did not start.
+        thread = StartThread([&]() -> unsigned {
+            TerminateThread(GetCurrentThread(), 9);
+            InterlockedExchange(&after, 2);
+            return 1;
+        });
+        EXPECT_EQ(9u, JoinThread(thread));
+        std::thread([&] {
+            TerminateThread(GetCurrentThread(), 9);
+            InterlockedExchange(&after, 3);
+        }).detach();
+        Sleep(30);
+        EXPECT_EQ(1, Read(after));
+    });
+}
+
+// Two threads stop each other at the same moment: every call comes back. Terminating, at
+// least one ends, and a thread whose call returned saw the other end with its code.
+// Suspending, each stays stopped until resumed, and at least one call succeeds.
+TEST(SuspendTerminate, ThreadsThatStopEachOtherAllComeBack)
+{
+    WithinSeconds(120, "threads that stop each other", [] {
+        for (int round = 0; round < 40; ++round) {
+            const bool terminate = round % 2 == 0;
+            HANDLE go = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+            HANDLE threads[2] = {};
+            LONG volatile ready = 0, results[2] = {-2, -2};
+            for (int i = 0; i < 2; ++i) {
+                threads[i] = StartThread([&, i]() -> unsigned {
+                    InterlockedIncrement(&ready);
+                    WaitForSingleObject(go, INFINITE);
+                    HANDLE other = threads[1 - i];
+                    InterlockedExchange(&results[i], terminate ? LONG(TerminateThread(other, 10 + i))
+                                                               : LONG(SuspendThread(other)));
+                    return 20 + i;
+                }, CREATE_SUSPENDED);
+            }
+            ResumeThread(threads[0]);
+            ResumeThread(threads[1]);
+            Eventually([&] { return Read(ready) == 2; });
+            SetEvent(go);
+            // A thread stopped by the other comes back when resumed, and answers then.
+            EXPECT_TRUE(Eventually([&] {
+                for (HANDLE thread : threads)
+                    ResumeThread(thread);
+                return WaitForMultipleObjects(2, threads, TRUE, 0) == WAIT_OBJECT_0;
+            })) << "round " << round;
+            DWORD codes[2] = {};
+            for (int i = 0; i < 2; ++i)
+                GetExitCodeThread(threads[i], &codes[i]);
+            if (terminate) {
+                EXPECT_TRUE(codes[0] == 11 || codes[1] == 10) << "round " << round;
+                for (int i = 0; i < 2; ++i) {
+                    if (codes[i] == DWORD(20 + i))
+                        EXPECT_EQ(DWORD(10 + i), codes[1 - i]) << "round " << round;
+                    else
+                        EXPECT_EQ(-2, Read(results[i])) << "round " << round;
+                }
+            } else {
+                // A thread that came late may find the other ended already.
+                EXPECT_EQ(20u, codes[0]);
+                EXPECT_EQ(21u, codes[1]);
+                EXPECT_TRUE(Read(results[0]) == 0 || Read(results[1]) == 0) << "round " << round;
+                for (LONG volatile& result : results)
+                    EXPECT_TRUE(Read(result) == 0 || Read(result) == -1) << "round " << round;
+            }
+            CloseHandle(threads[0]);
+            CloseHandle(threads[1]);
+            CloseHandle(go);
+        }
     });
 }
 

@@ -287,7 +287,7 @@ private:
         if (suspended[slot] >= 3)
             return;
         DWORD previous = SuspendThread(stress.threads[slot].load());
-        ASSERT_EQ(DWORD(suspended[slot]), previous) << Where("SuspendThread", slot);
+        ASSERT_EQ(DWORD(suspended[slot]), previous) << Where("SuspendThread", slot) << ", error " << GetLastError();
         if (suspended[slot]++ == 0)
             frozen[slot] = stress.workers[slot]->progress.load();
     }
@@ -306,7 +306,7 @@ private:
     void Terminate(int slot)
     {
         HANDLE thread = stress.threads[slot].load();
-        ASSERT_TRUE(TerminateThread(thread, 1000 + slot)) << Where("TerminateThread", slot) << GetLastError();
+        ASSERT_TRUE(TerminateThread(thread, 1000 + slot)) << Where("TerminateThread", slot) << ", error " << GetLastError();
         ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(thread, 10000)) << Where("terminated handle", slot);
         DWORD code = 0;
         EXPECT_TRUE(GetExitCodeThread(thread, &code));
