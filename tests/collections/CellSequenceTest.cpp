@@ -191,15 +191,13 @@ TEST(ArrayInPlaceTest, ValuesAreBuiltAndDestroyedOnce)
         TArrayInPlace<Counted> copy(values);
         EXPECT_EQ(Counted::live, 20);
         // Ranges are clamped to the busy cells, also one that runs past the end.
-        const std::pair<int, int> cuts[] = {{8, 5}, {1, 2}, {-1, 3}, {6, 1}, {0, 0}};
+        const std::pair<int, int> cuts[] = {{8, 3}, {1, 2}, {-1, 3}, {6, 1}, {0, 0}, {4, 100}};
         for (auto [index, number] : cuts)
             values.CutCells(index, number);
-        EXPECT_EQ(Counted::live, 16);
-        EXPECT_EQ(std::vector<int>({0, 3, 4, 5, 6, 7}),
-                  std::vector<int>({values[0].v, values[1].v, values[2].v, values[3].v, values[4].v, values[5].v}));
+        EXPECT_EQ(Counted::live, 14);
+        EXPECT_EQ(std::vector<int>({0, 3, 4, 5}), std::vector<int>({values[0].v, values[1].v, values[2].v, values[3].v}));
         copy = values;
-        EXPECT_EQ(Counted::live, 12);
-        EXPECT_EQ(copy[5].v, 7);
+        EXPECT_TRUE(Counted::live == 8 && copy[3].v == 5);
     }
     EXPECT_EQ(Counted::live, 0);
     EXPECT_EQ(NH_Heap::Default().GetBlocksInUse(), defaultBefore);

@@ -24,10 +24,9 @@ namespace {
 using Report = std::tuple<int, long, long>;
 using Reports = std::vector<Report>;
 
-int Collect(int captureIndex, long start, long end, const char*, void* reports)
+int Collect(int capture, long start, long end, const char*, void* reports)
 {
-    static_cast<Reports*>(reports)->emplace_back(captureIndex, start, end);
-    return 0;
+    return static_cast<Reports*>(reports)->emplace_back(capture, start, end), 0;
 }
 
 // Length of the match exactly at start, or -1.
@@ -36,30 +35,22 @@ long Here(const char* pattern, const char* text, long start = 0, int caseSensiti
     return TTextPattern(pattern, caseSensitive).Find(nullptr, text, start, eMatchHere, nullptr, nullptr);
 }
 
+// A search's length, where it was found and what the callback was told.
 struct Found {
     long length, at;
     Reports reports;
     bool operator==(const Found& o) const { return length == o.length && at == o.at && reports == o.reports; }
 };
 
-std::ostream& operator<<(std::ostream& os, const Found& f)
-{
-    os << "length " << f.length << " at " << f.at << " reports";
-    for (const auto& [capture, start, end] : f.reports)
-        os << " (" << capture << ", " << start << ", " << end << ")";
-    return os;
-}
-
 Found Search(const TTextPattern& p, const char* text, long start, EMatchMode mode)
 {
     Found f{0, -2, {}};
-    f.length = p.Find(&f.at, text, start, mode, Collect, &f.reports);
-    return f;
+    return f.length = p.Find(&f.at, text, start, mode, Collect, &f.reports), f;
 }
 
-Found Search(const char* pattern, const char* text, long start, EMatchMode mode, int caseSensitive = 1)
+Found Search(const char* pattern, const char* text, long start, EMatchMode mode)
 {
-    return Search(TTextPattern(pattern, caseSensitive), text, start, mode);
+    return Search(TTextPattern(pattern, 1), text, start, mode);
 }
 
 // All matches from start by an attempt at each position, as the pass over all matches gives them.
@@ -115,7 +106,6 @@ TEST(TextPattern, SyntaxErrorsLeaveNothingCompiled)
 // The length of the match at a position, for each rule of the language.
 TEST(TextPattern, LanguageEdgeCases)
 {
-    const char* fileName = "[a-z]:(/\\[^<>:\"//|\\]+)+";  // the file name check
     const struct {
         const char *pattern, *text;
         long start;
@@ -146,8 +136,6 @@ TEST(TextPattern, LanguageEdgeCases)
         {"/w/W/d/D/s/S/l/L", "_ 5x\xff" "ab-", 0, 1, 8}, {"/s/s/s/s", "\t \n\xff", 0, 1, 4},
         {"/w|/d|/l|/s", "\xe9", 0, 1, -1}, {"/W/D/S/L", "\xe9\xe9\xe9\xe9", 0, 1, 4}, {"/W|/D|/S|/L|/w|/d|/l|/s", "", 0, 1, -1},
         {"/d+/q", "12q", 0, 0, 3}, {"/L", "Q", 0, 0, -1},
-        {fileName, "C:\\dir\\name.txt", 0, 0, 15}, {fileName, "c:\\dir\\", 0, 0, 6}, {fileName, "c:", 0, 0, -1},
-        {fileName, "c:\\a|b", 0, 0, 4}, {fileName, "c:\\a/b", 0, 0, 4},
         // Loops whose body can match nothing end.
         {"{(a*)*}", "aaab", 0, 1, 3}, {"{(a*)*}", "b", 0, 1, 0}, {"{(a|b*)+}c", "abbc", 0, 1, 4}, {"{(^|$)*}", "", 0, 1, 0},
         {"{(a?)+}b", "b", 0, 1, 1},

@@ -152,22 +152,8 @@ TEST(FileName, SummaryAndRelativeNames)
     for (const auto& [got, expected] : cases)
         EXPECT_EQ(expected, Text(got));
 
-    // A summary stays within every limit from 1 up, and ends in the title or in "...".
-    std::mt19937 random(7);
-    for (int round = 0; round < 200; ++round) {
-        std::string text = "D:", title;
-        for (int parts = 1 + int(random() % 6); parts > 0; --parts)
-            text += "\\" + (title = std::string(1 + random() % 12, char('a' + random() % 26)));
-        for (unsigned long limit = 1; limit < text.size() + 3; ++limit) {
-            const std::string summary = Text(String(text.c_str()).GetSummary(limit));
-            const auto endsIn = [&](const std::string& end) {
-                return summary.size() >= end.size() && summary.compare(summary.size() - end.size(), end.size(), end) == 0;
-            };
-            ASSERT_TRUE(summary.size() <= limit && (limit < 3 || endsIn("...") || endsIn(title))) << text << " " << limit;
-            ASSERT_TRUE(limit < text.size() || summary == text) << text << " " << limit;
-        }
-    }
     // Relative names round-trip over generated names on one drive.
+    std::mt19937 random(11);
     const char* words[] = {"a", "b", "Docs", "x.y", "long name", "z"};
     for (int round = 0; round < 500; ++round) {
         std::string directory = "C:", file = "C:";
