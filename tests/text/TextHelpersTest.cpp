@@ -49,13 +49,13 @@ TEST(TextHelpers, ExplodeStringAndIntArrays)
         many += std::to_string(i * 1000) + " ", manyExpected += " " + std::to_string(i * 1000);
     // Zero-separated texts end at two zero bytes; a run of digits is one number, whatever its
     // length, and numbers beyond int saturate as atoi does.
-    const std::pair<std::string, const char*> cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {Explode("a,,b", ",", 0), "|a|b"}, {Explode(",,a,b,,", ",", 0), "|a|b"}, {Explode("a; b;c", "; ", 0), "|a|b|c"},
         {Explode("x,   , y ,", ",", 1), "|x|y"}, {Explode("x,   , y ,", ",", 0), "|x|   | y "},
         {Explode("a\0b b\0 c\0\0d", "", 0), "|a|b b| c"}, {Explode("a\0b b\0 c\0\0d", "", 1), "|a|b b|c"},
         {Explode("", ",", 0), ""}, {Explode(",,,", ",", 0), ""}, {Explode("\0\0", "", 0), ""},
         {Numbers("12, 34;x5"), " 12 34 5"}, {Numbers("-7"), " 7"}, {Numbers("no digits"), "null 0"},
-        {Numbers((many + "99999999999 " + std::string(150, '9') + " 1").c_str()), (manyExpected + " 2147483647 2147483647 1").c_str()},
+        {Numbers((many + "99999999999 " + std::string(150, '9') + " 1").c_str()), manyExpected + " 2147483647 2147483647 1"},
     };
     for (const auto& [got, expected] : cases)
         EXPECT_EQ(expected, got);
