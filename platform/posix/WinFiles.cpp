@@ -256,16 +256,33 @@ BOOL TFileHandle::Transfer(bool writing, void* buffer, DWORD count, LPDWORD done
     const bool overlappedHandle = (flags & FILE_FLAG_OVERLAPPED) != 0;
     if (overlappedHandle && !overlapped)
         return Fail(ERROR_INVALID_PARAMETER);
-    if (!(access & (writing ? eWrite : eRead)))
-        return Fail(ERROR_ACCESS_DENIED);
     const uint64_t offset = overlapped
         ? uint64_t(overlapped->Offset) | uint64_t(overlapped->OffsetHigh) << 32
         : position.load(std::memory_order_relaxed);
+    // A call with a record always ends through it, failures included, so that a caller
+    // waiting for its event never waits in vain.
+    auto finish = [&](DWORD error, size_t total) {
+        if (done)
+            *done = DWORD(total);
+        if (!overlappedHandle)
+            position.store(offset + total, std::memory_order_relaxed);
+        const bool endOfFile = error == ERROR_SUCCESS && !writing && total == 0 && count != 0;
+        if (overlapped) {
+            Complete(overlapped,
+                error != ERROR_SUCCESS ? _statusErrorBit | error : endOfFile ? _statusEndOfFile : _statusSuccess,
+                DWORD(total));
+            if (endOfFile)
+                error = ERROR_HANDLE_EOF;
+        }
+        return error == ERROR_SUCCESS ? TRUE : Fail(error);
+    };
+    if (!(access & (writing ? eWrite : eRead)))
+        return finish(ERROR_ACCESS_DENIED, 0);
     if ((flags & FILE_FLAG_NO_BUFFERING)
         && (offset % _sectorSize || count % _sectorSize || uintptr_t(buffer) % _sectorSize))
-        return Fail(ERROR_INVALID_PARAMETER);
+        return finish(ERROR_INVALID_PARAMETER, 0);
     if (LockedByOther(offset, count))
-        return Fail(ERROR_LOCK_VIOLATION);
+        return finish(ERROR_LOCK_VIOLATION, 0);
 
     char* bytes = static_cast<char*>(buffer);
     size_t total = 0;
@@ -302,25 +319,7 @@ BOOL TFileHandle::Transfer(bool writing, void* buffer, DWORD count, LPDWORD done
         if (!writing && (size_t(n) < rest))
             break;
     }
-    if (!overlappedHandle)
-        position.store(offset + total, std::memory_order_relaxed);
-    if (done)
-        *done = DWORD(total);
-    if (err) {
-        const DWORD error = WinErrorFromErrno(err);
-        if (overlapped) {
-            overlapped->Internal = _statusErrorBit | error;
-            overlapped->InternalHigh = total;
-        }
-        return Fail(error);
-    }
-    if (overlapped) {
-        const bool endOfFile = !writing && total == 0 && count != 0;
-        Complete(overlapped, endOfFile ? _statusEndOfFile : _statusSuccess, DWORD(total));
-        if (endOfFile)
-            return Fail(ERROR_HANDLE_EOF);
-    }
-    return TRUE;
+    return finish(err ? WinErrorFromErrno(err) : ERROR_SUCCESS, total);
 }
 
 // A new reference to the file of a handle, or null with ERROR_INVALID_HANDLE.

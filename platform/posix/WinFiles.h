@@ -139,7 +139,8 @@ COMMONTARN_API HANDLE CreateFileA(LPCSTR lpFileName, DWORD dwDesiredAccess, DWOR
 // range that another handle of this process has locked fails with ERROR_LOCK_VIOLATION;
 // ranges locked in other processes are not looked for here, which would cost a system call
 // per read (LockFile itself sees them). Calls with a record are done when they return: the
-// record holds the status and count, its event (if any) is set, and the call answers TRUE.
+// record holds the status and count for GetOverlappedResult, and its event (if any) is set,
+// after a failure too, where Windows would leave a waiter waiting.
 COMMONTARN_API BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead,
     LPDWORD lpNumberOfBytesRead, LPOVERLAPPED lpOverlapped);
 // Writes all bytes or fails: ERROR_DISK_FULL for a full disk or a file over the size

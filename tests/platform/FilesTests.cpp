@@ -190,6 +190,7 @@ TEST(Files, ShareModesAndLocksHoldBetweenProcesses)
                 answer += LockFile(file, 4, 0, 4, 0) ? '+' : GetLastError() == ERROR_LOCK_VIOLATION ? '.' : '?';
                 answer += LockFile(file, 8, 0, 4, 0) ? '+' : '?';
                 CloseHandle(file);
+                answer += DeleteFileA(name.c_str()) ? '+' : GetLastError() == ERROR_SHARING_VIOLATION ? '.' : '?';
             }
             if (write(toParent[1], answer.c_str(), answer.size() + 1) < 0)
                 break;
@@ -210,7 +211,7 @@ TEST(Files, ShareModesAndLocksHoldBetweenProcesses)
     }
     HANDLE file = Open(name, GENERIC_READ, 3);
     EXPECT_TRUE(LockFile(file, 2, 0, 4, 0));
-    EXPECT_EQ(".+", ask(16));
+    EXPECT_EQ(".+.", ask(16));
     CloseHandle(file);
     const unsigned char done = 255;
     EXPECT_EQ(1, write(toChild[1], &done, 1));
@@ -235,6 +236,11 @@ TEST(Files, FailuresGiveTheErrorsOfWindows)
     CreateDirectoryA(empty.c_str(), nullptr);
     Make(full + "\\inside", "x");
     scratch.Name("full\\inside");
+    const std::string hidden = Make(scratch.Name(".hidden"), "x");
+    HANDLE reader = Open(file, GENERIC_READ, FILE_SHARE_READ);
+    HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    char byte;
+    DWORD done;
     const std::string missing = scratch.directory + "\\missing";
     const std::string longName = scratch.directory + "\\" + std::string(MAX_PATH, 'x');
 
@@ -257,6 +263,12 @@ TEST(Files, FailuresGiveTheErrorsOfWindows)
         {"long name", ERROR_FILENAME_EXCED_RANGE, opens(longName, GENERIC_READ, CREATE_ALWAYS)},
         {"wildcard", ERROR_INVALID_NAME, opens(scratch.directory + "\\*.txt", GENERIC_READ, OPEN_EXISTING)},
         {"file with a separator", ERROR_INVALID_NAME, opens(file + "\\", GENERIC_READ, OPEN_EXISTING)},
+        {"no such disposition", ERROR_INVALID_PARAMETER, opens(file, GENERIC_READ, 0)},
+        {"hidden replaced as plain", ERROR_ACCESS_DENIED, opens(hidden, GENERIC_WRITE, CREATE_ALWAYS)},
+        {"flush without writing", ERROR_ACCESS_DENIED, ErrorOf(FlushFileBuffers(reader))},
+        {"no such move", ERROR_INVALID_PARAMETER,
+            ErrorOf(SetFilePointer(reader, 0, nullptr, 3) != INVALID_SET_FILE_POINTER)},
+        {"read from an event", ERROR_INVALID_HANDLE, ErrorOf(ReadFile(event, &byte, 1, &done, nullptr))},
         {"read-only for reading", ERROR_SUCCESS, opens(readOnly, GENERIC_READ, OPEN_EXISTING)},
         {"read-only for writing", readOnlyDenied, opens(readOnly, GENERIC_WRITE, OPEN_EXISTING)},
         {"read-only replaced", readOnlyDenied, opens(readOnly, GENERIC_READ, CREATE_ALWAYS)},
@@ -274,6 +286,8 @@ TEST(Files, FailuresGiveTheErrorsOfWindows)
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.error, c.found) << c.what;
+    CloseHandle(reader);
+    CloseHandle(event);
     if (!RunningUnderWine()) {
         EXPECT_EQ("text", Contents(readOnly));
     }
@@ -447,6 +461,14 @@ TEST(Files, OverlappedReadCompletesThroughItsEvent)
     EXPECT_EQ(DWORD(ERROR_HANDLE_EOF), GetLastError());
     EXPECT_FALSE(ReadFile(file, buffer, sizeof buffer, &done, nullptr));
     EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), GetLastError());
+#ifndef _WIN32
+    // Here a failure ends through the record too, so that no waiter waits forever.
+    ResetEvent(event);
+    EXPECT_FALSE(WriteFile(file, buffer, 1, nullptr, &overlapped));
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(event, 0));
+    EXPECT_FALSE(GetOverlappedResult(file, &overlapped, &done, TRUE));
+    EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), GetLastError());
+#endif
     CloseHandle(event);
     CloseHandle(file);
 }
@@ -612,9 +634,13 @@ TEST(Files, MmioBufferedWorkFollowsAModel)
     }
     EXPECT_EQ(0u, mmioClose(io, 0));
     EXPECT_TRUE(model == Contents(name));
-    // Nothing goes into the buffer of a handle that cannot write it.
+    // Nothing goes into the buffer of a handle that cannot write it, nor comes from one that
+    // cannot read.
     io = mmioOpenA(&name[0], nullptr, MMIO_READ | MMIO_ALLOCBUF);
     EXPECT_EQ(-1, mmioWrite(io, "x", 1));
+    mmioClose(io, 0);
+    io = mmioOpenA(&name[0], nullptr, MMIO_WRITE | MMIO_ALLOCBUF);
+    EXPECT_EQ(-1, mmioRead(io, &name[0], 1));
     mmioClose(io, 0);
 }
 #endif
