@@ -12,6 +12,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -38,10 +39,12 @@ namespace {
 // made with FILE_FLAG_DELETE_ON_CLOSE has delete access.
 enum : DWORD { eRead = FILE_SHARE_READ, eWrite = FILE_SHARE_WRITE, eDelete = FILE_SHARE_DELETE };
 
-// The reserved bytes: "has access k" at _reservedBase + k, "does not share k" three further,
-// for k = 0 (read), 1 (write), 2 (delete). LockFile ranges stop below them.
+// The reserved bytes, one for each access a handle may have and one for each it may deny,
+// at _reservedBase + position. The order makes the common opens cheap: reading and sharing
+// only reading holds bytes 0-2 and looks for others at bytes 3-5. LockFile ranges stop below.
 const off_t _reservedBase = off_t(0x7FFFFFFFFFFF0000LL);
 const int _reservedCount = 6;
+enum : int { eHasRead, eDeniesWrite, eDeniesDelete, eHasWrite, eHasDelete, eDeniesRead };
 
 // The sector size of the alignment that unbuffered handles demand.
 const uint64_t _sectorSize = 512;
@@ -63,7 +66,8 @@ struct TLockedRange {
 struct TOpenFile {
     dev_t device = 0;
     ino_t inode = 0;
-    std::vector<TFileHandle*> handles;
+    // Linked by TFileHandle::nextInFile.
+    TFileHandle* firstHandle = nullptr;
     std::vector<TLockedRange> ranges;
     // Read without the table's lock, so that reads and writes skip the range check while no
     // range is locked.
@@ -82,9 +86,11 @@ std::mutex& FilesLock()
     return *lock;
 }
 
-std::map<std::pair<dev_t, ino_t>, TOpenFile*>& OpenFiles()
+typedef std::map<std::pair<dev_t, ino_t>, TOpenFile> TOpenFiles;
+
+TOpenFiles& OpenFiles()
 {
-    static auto* files = new std::map<std::pair<dev_t, ino_t>, TOpenFile*>;
+    static auto* files = new TOpenFiles;
     return *files;
 }
 
@@ -126,14 +132,26 @@ public:
     BOOL Transfer(bool writing, void* buffer, DWORD count, LPDWORD done, LPOVERLAPPED overlapped);
 
     int descriptor = -1;
+    bool writable = false;
+    // A second descriptor of the file for LockFile's write locks when the first only reads;
+    // under the table's lock.
+    int lockDescriptor = -1;
     DWORD access = 0;  // eRead, eWrite, eDelete
+    // The access that share modes count, none for a device: Windows keeps no share modes
+    // for those, and two programs may each have the null device to themselves.
+    DWORD shareAccess = 0;
     DWORD share = 0;
     DWORD flags = 0;   // FILE_FLAG_*
     bool hidden = false;
     std::atomic<bool> direct{false};  // O_DIRECT in effect
     std::atomic<bool> stream{false};  // a device without offsets
     TOpenFile* file = nullptr;
+    TFileHandle* nextInFile = nullptr;
     std::atomic<uint64_t> position{0};
+
+    // The descriptor that carries LockFile's locks, or -1 when there is none; called under
+    // the table's lock.
+    int LockingDescriptor();
 
 private:
     bool LockedByOther(uint64_t offset, uint64_t length) const;
@@ -147,20 +165,24 @@ TFileHandle::~TFileHandle()
     std::string doomed;
     if (file) {
         TFilesLock lock;
-        auto& handles = file->handles;
-        handles.erase(std::remove(handles.begin(), handles.end(), this), handles.end());
+        for (TFileHandle** link = &file->firstHandle; *link; link = &(*link)->nextInFile)
+            if (*link == this) {
+                *link = nextInFile;
+                break;
+            }
         auto& ranges = file->ranges;
-        ranges.erase(std::remove_if(ranges.begin(), ranges.end(),
-                         [this](const TLockedRange& range) { return range.owner == this; }),
-            ranges.end());
-        file->rangeCount.store(ranges.size());
+        if (!ranges.empty()) {
+            ranges.erase(std::remove_if(ranges.begin(), ranges.end(),
+                             [this](const TLockedRange& range) { return range.owner == this; }),
+                ranges.end());
+            file->rangeCount.store(ranges.size());
+        }
         if (flags & FILE_FLAG_DELETE_ON_CLOSE)
             file->deletePending = true;
-        if (handles.empty()) {
+        if (!file->firstHandle) {
             if (file->deletePending)
                 doomed.swap(file->deleteName);
             OpenFiles().erase(std::make_pair(file->device, file->inode));
-            delete file;
         }
     }
     // The name goes only if it still names this file.
@@ -170,8 +192,23 @@ TFileHandle::~TFileHandle()
         if (fstat(descriptor, &own) == 0 && own.st_dev == info.st_dev && own.st_ino == info.st_ino)
             unlink(doomed.c_str());
     }
+    if (lockDescriptor >= 0)
+        close(lockDescriptor);
     if (descriptor >= 0)
         close(descriptor);
+}
+
+int TFileHandle::LockingDescriptor()
+{
+    if (writable)
+        return descriptor;
+    if (lockDescriptor < 0) {
+        // The same file again, through the process's own view of the descriptor.
+        char path[40];
+        snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor);
+        lockDescriptor = open(path, O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    }
+    return lockDescriptor;
 }
 
 bool TFileHandle::LockedByOther(uint64_t offset, uint64_t length) const
@@ -297,21 +334,49 @@ TFileHandle* ReferenceFile(HANDLE handle)
     return static_cast<TFileHandle*>(object);
 }
 
-// The reserved bytes that a handle holds, and those that conflict with it.
+// The reserved bytes of a handle's access and of what its share mode denies.
+unsigned AccessBytes(DWORD access)
+{
+    return (access & eRead ? 1u << eHasRead : 0) | (access & eWrite ? 1u << eHasWrite : 0)
+        | (access & eDelete ? 1u << eHasDelete : 0);
+}
+
+unsigned DenialBytes(DWORD share)
+{
+    return (share & eRead ? 0 : 1u << eDeniesRead) | (share & eWrite ? 0 : 1u << eDeniesWrite)
+        | (share & eDelete ? 0 : 1u << eDeniesDelete);
+}
+
+// The bytes that a handle holds, and those that conflict with it: a handle without access
+// takes part in no share check.
 unsigned HeldBytes(DWORD access, DWORD share)
 {
-    if (!access)
-        return 0;
-    return (access & 7) | ((~share & 7) << 3);
+    return access ? AccessBytes(access) | DenialBytes(share) : 0;
 }
 
 unsigned ConflictingBytes(DWORD access, DWORD share)
 {
     if (!access)
         return 0;
-    return (~share & 7) | ((access & 7) << 3);
+    // Another's access that this share mode denies, and another's denial of this access.
+    const unsigned denied = DenialBytes(share);
+    unsigned bytes = 0;
+    if (denied & (1u << eDeniesRead))
+        bytes |= 1u << eHasRead;
+    if (denied & (1u << eDeniesWrite))
+        bytes |= 1u << eHasWrite;
+    if (denied & (1u << eDeniesDelete))
+        bytes |= 1u << eHasDelete;
+    if (access & eRead)
+        bytes |= 1u << eDeniesRead;
+    if (access & eWrite)
+        bytes |= 1u << eDeniesWrite;
+    if (access & eDelete)
+        bytes |= 1u << eDeniesDelete;
+    return bytes;
 }
 
+// Whether two handles conflict; the relation is symmetric.
 bool ShareConflict(DWORD access1, DWORD share1, DWORD access2, DWORD share2)
 {
     return (HeldBytes(access1, share1) & ConflictingBytes(access2, share2)) != 0;
@@ -412,12 +477,11 @@ DWORD NameError(int err, const std::string& posix)
     return WinErrorFromErrno(err);
 }
 
-// Opens the host file for CreateFileA: the descriptor, whether it was made, and its status.
-// A descriptor is opened for reading and writing where the system allows, whatever the
-// access asked for, so that it can carry the reserved locks and LockFile's; the access is
-// enforced by the handle.
+// Opens the host file for CreateFileA: the descriptor, and whether it was made. Reading
+// handles get a descriptor for reading only; a writer's descriptor also reads where the
+// system allows, since the reserved locks need it.
 DWORD OpenDescriptor(const std::string& posix, DWORD access, DWORD disposition, DWORD attributes,
-    bool inherit, bool directIo, int& descriptor, bool& created)
+    bool inherit, bool directIo, int& descriptor, bool& created, bool& writable)
 {
     int common = O_NONBLOCK | (inherit ? 0 : O_CLOEXEC);
     if (attributes & FILE_FLAG_WRITE_THROUGH)
@@ -425,12 +489,15 @@ DWORD OpenDescriptor(const std::string& posix, DWORD access, DWORD disposition, 
     const mode_t mode = (attributes & FILE_ATTRIBUTE_READONLY) ? 0444 : 0666;
     const bool creates = disposition == CREATE_NEW || disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
 
-    // Modes to try, best first.
+    // Modes to try, best first; a file that is replaced is cut through its descriptor.
     int modes[2];
     int modeCount = 0;
-    if (access & (eRead | eWrite)) {
+    if ((access & eWrite) || disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING) {
         modes[modeCount++] = O_RDWR;
-        modes[modeCount++] = (access & eWrite) ? O_WRONLY : O_RDONLY;
+        if (!(access & eRead))
+            modes[modeCount++] = O_WRONLY;
+    } else if (access & eRead) {
+        modes[modeCount++] = O_RDONLY;
     } else {
         modes[modeCount++] = O_RDONLY;
         modes[modeCount++] = O_PATH;
@@ -445,7 +512,7 @@ DWORD OpenDescriptor(const std::string& posix, DWORD access, DWORD disposition, 
             if (descriptor < 0 && errno == EINVAL && directIo)
                 descriptor = open(posix.c_str(), flags & ~O_DIRECT, mode);
             if (descriptor >= 0) {
-                created = true;
+                created = writable = true;
                 return ERROR_SUCCESS;
             }
             err = errno;
@@ -459,8 +526,10 @@ DWORD OpenDescriptor(const std::string& posix, DWORD access, DWORD disposition, 
             descriptor = open(posix.c_str(), flags);
             if (descriptor < 0 && errno == EINVAL && directIo)
                 descriptor = open(posix.c_str(), flags & ~O_DIRECT);
-            if (descriptor >= 0)
+            if (descriptor >= 0) {
+                writable = modes[m] == O_RDWR || modes[m] == O_WRONLY;
                 return ERROR_SUCCESS;
+            }
             err = errno;
             if (err != EACCES && err != EROFS && err != ETXTBSY && err != EPERM)
                 break;
@@ -541,14 +610,15 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
         return INVALID_HANDLE_VALUE;
     }
     int descriptor = -1;
-    bool created = false;
+    bool created = false, writable = false;
     error = OpenDescriptor(posix, access, dwCreationDisposition, dwFlagsAndAttributes, inherit,
-        directIo, descriptor, created);
+        directIo, descriptor, created, writable);
     if (error != ERROR_SUCCESS) {
         SetLastError(error);
         return INVALID_HANDLE_VALUE;
     }
     handle->descriptor = descriptor;
+    handle->writable = writable;
     handle->access = access;
     // Delete-on-close is the handle's only once it is made: a failed open deletes nothing.
     handle->flags = dwFlagsAndAttributes & 0xFFFF0000 & ~DWORD(FILE_FLAG_DELETE_ON_CLOSE);
@@ -581,57 +651,44 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
             fcntl(descriptor, F_SETFL, status & ~O_NONBLOCK);
     }
     handle->direct = directIo && DirectInEffect(descriptor);
+    const DWORD shareAccess = regular ? access : 0;
 
     {
         TFilesLock lock;
         auto& files = OpenFiles();
         const auto key = std::make_pair(info.st_dev, info.st_ino);
         auto found = files.find(key);
-        TOpenFile* file = found == files.end() ? nullptr : found->second;
+        TOpenFile* file = found == files.end() ? nullptr : &found->second;
         if (file && file->deletePending)
             error = ERROR_ACCESS_DENIED;
-        if (file && error == ERROR_SUCCESS)
-            for (const TFileHandle* other : file->handles)
-                if (ShareConflict(other->access, other->share, access, share)
-                    || ShareConflict(access, share, other->access, other->share)) {
-                    error = ERROR_SHARING_VIOLATION;
-                    break;
-                }
+        for (const TFileHandle* other = file ? file->firstHandle : nullptr; other && error == ERROR_SUCCESS;
+             other = other->nextInFile)
+            if (ShareConflict(other->shareAccess, other->share, shareAccess, share))
+                error = ERROR_SHARING_VIOLATION;
         if (error == ERROR_SUCCESS) {
-            HoldReservedBytes(descriptor, HeldBytes(access, share));
-            if (OtherProcessConflicts(descriptor, ConflictingBytes(access, share)))
+            HoldReservedBytes(descriptor, HeldBytes(shareAccess, share));
+            if (OtherProcessConflicts(descriptor, ConflictingBytes(shareAccess, share)))
                 error = ERROR_SHARING_VIOLATION;
         }
-        if (error == ERROR_SUCCESS && !file) {
-            file = new (std::nothrow) TOpenFile;
-            if (!file)
-                error = ERROR_NOT_ENOUGH_MEMORY;
-            else {
+        try {
+            if (error == ERROR_SUCCESS && !file) {
+                file = &files.try_emplace(key).first->second;
                 file->device = info.st_dev;
                 file->inode = info.st_ino;
-                try {
-                    files.emplace(key, file);
-                } catch (const std::bad_alloc&) {
-                    delete file;
-                    file = nullptr;
-                    error = ERROR_NOT_ENOUGH_MEMORY;
-                }
             }
+            if (error == ERROR_SUCCESS && (access & eDelete))
+                file->deleteName = posix;
+        } catch (const std::bad_alloc&) {
+            error = ERROR_NOT_ENOUGH_MEMORY;
         }
         if (error == ERROR_SUCCESS) {
-            try {
-                file->handles.push_back(handle.Get());
-                if (access & eDelete)
-                    file->deleteName = posix;
-                handle->file = file;
-                handle->share = share;
-            } catch (const std::bad_alloc&) {
-                error = ERROR_NOT_ENOUGH_MEMORY;
-            }
-            if (error != ERROR_SUCCESS && file->handles.empty()) {
-                files.erase(key);
-                delete file;
-            }
+            handle->nextInFile = file->firstHandle;
+            file->firstHandle = handle.Get();
+            handle->file = file;
+            handle->shareAccess = shareAccess;
+            handle->share = share;
+        } else if (file && !file->firstHandle) {
+            files.erase(key);
         }
     }
     if (error != ERROR_SUCCESS) {
@@ -835,18 +892,20 @@ BOOL LockFile(HANDLE hFile, DWORD dwFileOffsetLow, DWORD dwFileOffsetHigh,
     for (const TLockedRange& range : open->ranges)
         if (Overlap(range.offset, range.length, offset, length))
             return Fail(ERROR_LOCK_VIOLATION);
+    // Other processes see the range where a descriptor can carry a write lock.
     flock region;
-    if (LockableRange(offset, length, region)) {
+    const int locking = LockableRange(offset, length, region) ? file->LockingDescriptor() : -1;
+    if (locking >= 0) {
         region.l_type = F_WRLCK;
-        if (fcntl(file->descriptor, F_OFD_SETLK, &region) != 0 && (errno == EAGAIN || errno == EACCES))
+        if (fcntl(locking, F_OFD_SETLK, &region) != 0 && (errno == EAGAIN || errno == EACCES))
             return Fail(ERROR_LOCK_VIOLATION);
     }
     try {
         open->ranges.push_back(TLockedRange{file.Get(), offset, length});
     } catch (const std::bad_alloc&) {
-        if (LockableRange(offset, length, region)) {
+        if (locking >= 0) {
             region.l_type = F_UNLCK;
-            fcntl(file->descriptor, F_OFD_SETLK, &region);
+            fcntl(locking, F_OFD_SETLK, &region);
         }
         return Fail(ERROR_NOT_ENOUGH_MEMORY);
     }
@@ -873,9 +932,10 @@ BOOL UnlockFile(HANDLE hFile, DWORD dwFileOffsetLow, DWORD dwFileOffsetHigh,
     ranges.erase(found);
     open->rangeCount.store(ranges.size());
     flock region;
-    if (LockableRange(offset, length, region)) {
+    const int locking = LockableRange(offset, length, region) ? file->LockingDescriptor() : -1;
+    if (locking >= 0) {
         region.l_type = F_UNLCK;
-        fcntl(file->descriptor, F_OFD_SETLK, &region);
+        fcntl(locking, F_OFD_SETLK, &region);
     }
     return TRUE;
 }
@@ -981,10 +1041,10 @@ BOOL DeleteFileA(LPCSTR lpFileName)
             TFilesLock lock;
             auto found = OpenFiles().find(std::make_pair(info.st_dev, info.st_ino));
             if (found != OpenFiles().end()) {
-                if (found->second->deletePending)
+                if (found->second.deletePending)
                     return Fail(ERROR_ACCESS_DENIED);
-                for (const TFileHandle* other : found->second->handles)
-                    if (ShareConflict(other->access, other->share, eDelete, 7))
+                for (const TFileHandle* other = found->second.firstHandle; other; other = other->nextInFile)
+                    if (ShareConflict(other->shareAccess, other->share, eDelete, 7))
                         return Fail(ERROR_SHARING_VIOLATION);
             }
         }

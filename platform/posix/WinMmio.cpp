@@ -200,7 +200,8 @@ LONG TMmioFile::Seek(LONG offset, int origin)
         base = std::max(int64_t(uint64_t(high) << 32 | low), windowOffset + valid);
     } else
         return -1;
-    const int64_t target = base + offset;
+    // From the end, Windows counts the offset back toward the start.
+    const int64_t target = origin == SEEK_END ? base - offset : base + offset;
     if (target < 0 || target > 0x7FFFFFFF)
         return -1;
     if (buffer && target >= windowOffset && target <= windowOffset + valid)

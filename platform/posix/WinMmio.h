@@ -98,8 +98,10 @@ COMMONTARN_API HMMIO mmioOpenA(LPSTR pszFileName, LPMMIOINFO pmmioinfo, DWORD fd
 COMMONTARN_API LONG mmioRead(HMMIO hmmio, HPSTR pch, LONG cch);
 // Bytes written (fewer when the disk fills), -1 on failure.
 COMMONTARN_API LONG mmioWrite(HMMIO hmmio, const char* pch, LONG cch);
-// The new position from SEEK_SET, SEEK_CUR or SEEK_END; -1 on failure, a position before the
-// start included.
+// The new position: lOffset from the start (SEEK_SET), from the current position (SEEK_CUR),
+// or back from the end (SEEK_END: as Windows, a positive offset moves toward the start). -1
+// on failure, a position before the start included. The end counts the bytes still in the
+// buffer.
 COMMONTARN_API LONG mmioSeek(HMMIO hmmio, LONG lOffset, int iOrigin);
 // Writes what the buffer holds; MMIO_EMPTYBUF also empties it, so the next read goes to the
 // file. MMIOERR_CANNOTWRITE when the write fails.

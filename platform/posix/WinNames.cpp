@@ -206,7 +206,7 @@ DWORD MakeFullWindowsName(const char* text, WindowsName& name)
 
     for (size_t i = restStart; i < s.size(); ++i) {
         const unsigned char c = static_cast<unsigned char>(s[i]);
-        if (c < 32 || strchr(":<>\"|", c))
+        if (c < 32 || c == ':' || c == '<' || c == '>' || c == '"' || c == '|')
             return ERROR_INVALID_NAME;
     }
 
