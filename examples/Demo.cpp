@@ -285,9 +285,9 @@ void ShowScanner()
     Section("Directory scanning: this program's folder tree with two masks");
     TListingScanner scanner(TFileName::GetApplicationPath());
     scanner.AddFileType("*.cmake");
-    scanner.AddFileType("*.cpp.o*");
+    scanner.AddFileType("demo*.*");
     scanner.Run();
-    std::printf("%lu files fit *.cmake or *.cpp.o*, %s in all\n", scanner.Files(),
+    std::printf("%lu files fit *.cmake or demo*.*, %s in all\n", scanner.Files(),
                 GetStringFileSize(scanner.Bytes()).c_str());
     std::printf("the masks' own rule: demo*.* fits demo.exe %d, Demo.cpp.o %d; <mo.txt fits Demo1.TXT %d\n",
                 MatchFileMask("demo*.*", "demo.exe"), MatchFileMask("demo*.*", "Demo.cpp.o"),

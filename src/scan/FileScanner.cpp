@@ -4,7 +4,17 @@
 #include <cctype>
 #include <cstring>
 
+#include "TarnPlatform.h"
 #include "text/TextHelpers.h"
+
+class TFileScanner::FoundFile : public TListElement {
+public:
+    FoundFile(const TFileName& name, const WIN32_FIND_DATAA& data) : name(name), data(data) {}
+    CollectionElement* CreateClone(const void*) const override { return new FoundFile(name, data); }
+
+    TFileName name;
+    WIN32_FIND_DATAA data;
+};
 
 namespace {
 

@@ -7,10 +7,13 @@
 #include <cstdint>
 
 #include "CommonTarnExport.h"
-#include "TarnPlatform.h"
 #include "collections/DoubleList.h"
 #include "collections/StringItem.h"
 #include "text/FileName.h"
+
+// A directory entry as the system's search gives it; TarnPlatform.h has its fields.
+struct _WIN32_FIND_DATAA;
+typedef struct _WIN32_FIND_DATAA WIN32_FIND_DATAA;
 
 // Whether fileName fits mask, without regard to case. ? takes one character, or none at the
 // end of the name; * takes the name up to its next dot or its end, and the mask up to its
@@ -65,14 +68,7 @@ protected:
     virtual void OnEndRealScan();
 
     // A stored file: its full name and its directory entry.
-    class FoundFile : public TListElement {
-    public:
-        FoundFile(const TFileName& name, const WIN32_FIND_DATAA& data) : name(name), data(data) {}
-        CollectionElement* CreateClone(const void*) const override { return new FoundFile(name, data); }
-
-        TFileName name;
-        WIN32_FIND_DATAA data;
-    };
+    class FoundFile;
 
     uint32_t totalSize;  // the low halves of the sizes of the accepted files
     uint32_t numFiles;   // accepted files, counted once per mask they fit
