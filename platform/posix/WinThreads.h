@@ -51,10 +51,10 @@ COMMONTARN_API BOOL GetExitCodeThread(HANDLE hThread, LPDWORD lpExitCode);
 COMMONTARN_API DWORD SuspendThread(HANDLE hThread);
 COMMONTARN_API DWORD ResumeThread(HANDLE hThread);
 
-// Ends another thread where it stands: it runs none of its code again, no destructor and
-// no clean-up, and its handle becomes signalled with dwExitCode before the call returns, once
-// the thread has stopped as for SuspendThread, and fails as SuspendThread does, leaving the
-// thread running. POSIX cannot take a thread away without running its clean-up, so the
+// Ends a thread where it stands: it runs none of its code again, no destructor and no
+// clean-up. The thread stops as for SuspendThread, and its handle is signalled with
+// dwExitCode once it has, before the call returns; where SuspendThread would fail, this call
+// fails with the same errors and the thread runs on. POSIX cannot take a thread away without running its clean-up, so the
 // thread is stopped for good instead: it keeps its stack and whatever locks of its own it
 // held until the process ends, as a terminated thread keeps its locks on Windows. A thread
 // that was created suspended and never ran ends completely. On the calling thread the call
