@@ -159,6 +159,9 @@ TEST(Names, CompareAsWordSort)
     for (const std::string& s : single)
         sorted += s;
     EXPECT_EQ("'- !\"#$%&()*,./:;?@[\\]^_`{|}~+<=>0123456789abcdefghijklmnopqrstuvwxyz", sorted);
+    // Each text ends at its terminator, whatever follows it in memory.
+    const char endsEarly[] = "co-\0b-", endsToo[] = "co-\0c";
+    EXPECT_EQ(0, lstrcmpiA(endsEarly, endsToo));
 }
 
 TEST_F(NamesTree, ConversionRoundTrips)
