@@ -6,6 +6,24 @@
 
 CollectionOfPtr::~CollectionOfPtr() = default;
 
+namespace {
+
+// Two nodes in the order of their elements, by a list's comparer or, without one, by
+// address, as CollectionOfPtr::CompareElements. The comparer is held by value, so that the
+// loops of the sort do not read it from the list at each step.
+struct TByElement {
+    CollectionOfPtr::Comparer comparer;
+
+    int operator()(const TListNode* a, const TListNode* b) const
+    {
+        if (comparer)
+            return comparer(a->element, b->element);
+        return a->element < b->element ? -1 : b->element < a->element ? 1 : 0;
+    }
+};
+
+}  // namespace
+
 CollectionOfPtr& CollectionOfPtr::operator=(const CollectionOfPtr& source)
 {
     TCollection::operator=(source);
@@ -270,7 +288,7 @@ void TDoubleListOfPtr::Reverse()
 
 void TDoubleListOfPtr::Sort()
 {
-    Chain().Sort([this](const TListNode* a, const TListNode* b) { return CompareNodes(a, b); });
+    Chain().Sort(TByElement{comparer});
     SetListSortedFlag(1);
 }
 
@@ -301,7 +319,7 @@ void TDoubleListOfPtr::AbsorbAndSort(TDoubleListOfPtr& source)
     if (&source == this)
         return;
     if (HasListSortedFlag() && source.HasListSortedFlag()) {
-        Chain().Merge(source.Chain(), [this](const TListNode* a, const TListNode* b) { return CompareNodes(a, b); });
+        Chain().Merge(source.Chain(), TByElement{comparer});
         return;
     }
     // Each source node moves to its sorted place here; the place is the one that a new node
@@ -398,26 +416,20 @@ void* TDoubleListOfPtr::FindLastThat(int (*test)(const void*, const void*), cons
 
 int TDoubleListOfPtr::IsSorted() const
 {
-    return Chain().IsOrdered([this](const TListNode* a, const TListNode* b) { return CompareNodes(a, b); }, 1);
+    return Chain().IsOrdered(TByElement{comparer}, 1);
 }
 
 int TDoubleListOfPtr::IsSortedBackwards() const
 {
-    return Chain().IsOrdered([this](const TListNode* a, const TListNode* b) { return CompareNodes(a, b); }, -1);
+    return Chain().IsOrdered(TByElement{comparer}, -1);
 }
 
-// The first list's comparer, or addresses without one, as CompareElements of that list.
+// The first list's comparer decides.
 int AreEqual(const TDoubleListOfPtr& a, const TDoubleListOfPtr& b)
 {
     if (&a == &b)
         return 1;
     if (a.GetCount() != b.GetCount())
         return 0;
-    const CollectionOfPtr::Comparer comparer = a.GetComparer();
-    auto compare = [comparer](const TListNode* x, const TListNode* y) {
-        if (comparer)
-            return comparer(x->element, y->element);
-        return x->element < y->element ? -1 : y->element < x->element ? 1 : 0;
-    };
-    return TLinkedChain<TListNode>::AreEqual(a.GetFirstNode(), b.GetFirstNode(), compare);
+    return TLinkedChain<TListNode>::AreEqual(a.GetFirstNode(), b.GetFirstNode(), TByElement{a.GetComparer()});
 }

@@ -184,7 +184,6 @@ private:
     // DetachNode, then frees the node and gives its element.
     void* TakeNode(TListNode* node);
     void InsertNodeInSortedList(TListNode* node);
-    int CompareNodes(const TListNode* a, const TListNode* b) const { return CompareElements(a->element, b->element); }
     // The links of this list, for the operations shared with TDoubleList.
     TLinkedChain<TListNode> Chain() const;
 
