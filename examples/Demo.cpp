@@ -4,6 +4,7 @@
 #include <TarnNames.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <initializer_list>
 
 namespace {
@@ -221,6 +222,44 @@ void ShowFileNames()
     std::printf("the current drive is %s\n", String(String::GetCurrentDrive()).c_str());
 }
 
+void ShowFiles()
+{
+    Section("Files: typed values written and read back, a sharing conflict and a missing file");
+    char directory[1024];
+    ConvertPosixToWindowsName(std::filesystem::temp_directory_path().string().c_str(), directory, sizeof directory);
+    TFile file(directory, TFile::eTempName | TFile::eShareNone);  // a new file "XX<n>.$$$" there
+    const TFileName name = file.GetName();
+    file.Write(static_cast<short>(-2));
+    file.Write(123456789L);
+    file.Write(2.5);
+    file.WriteLine("a line of text");
+    std::printf("wrote %ld bytes to \"%s\" (2 for a short, 4 for a long, 8 for a double, then the line)\n",
+                file.GetSize(), name.c_str());
+    short s = 0;
+    long l = 0;
+    double d = 0;
+    file.SeekStart();
+    file.Read(&s);
+    file.Read(&l);
+    file.Read(&d);
+    const String line = file.ReadLine();
+    std::printf("read back: %d, %ld, %g and \"%s\"\n", s, l, d, line.c_str());
+
+    auto openAgain = [&name](const char* when) {
+        try {
+            TFile second(name, TFile::eRead);
+            std::printf("opening it again %s worked\n", when);
+        } catch (const TException& e) {
+            std::printf("opening it again %s:\n  \"%s\" (code %lu)\n", when, e.message ? e.message->c_str() : "",
+                        static_cast<unsigned long>(e.code));
+        }
+    };
+    openAgain("while the first open holds it alone");
+    file.Close();
+    TFile::Delete(name, 1, 0);
+    openAgain("after it was deleted");
+}
+
 }  // namespace
 
 int main()
@@ -235,6 +274,7 @@ int main()
     ShowUndo();
     ShowPatterns();
     ShowFileNames();
+    ShowFiles();
     const unsigned long blocksAtEnd = _stringHeap->GetBlocksInUse();
     std::printf("\nThe string heap holds %lu blocks at the end: %s.\n", blocksAtEnd,
                 blocksAtEnd == blocksAtStart ? "nothing leaked" : "some blocks were not given back");

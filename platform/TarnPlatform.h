@@ -30,6 +30,8 @@
 #  include "posix/WinModules.h"
 #  include "posix/WinDebug.h"
 #  include "posix/WinNames.h"
+#  include "posix/WinFiles.h"
+#  include "posix/WinMmio.h"
 #endif
 
 #include "TarnNames.h"

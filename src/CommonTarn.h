@@ -16,6 +16,8 @@
 #include "config/Config.h"
 #include "config/ConfigKey.h"
 #include "errors/Exception.h"
+#include "files/File.h"
+#include "files/FileObject.h"
 #include "files/MemoryStream.h"
 #include "frame/Frame.h"
 #include "numeric/NumericHelpers.h"

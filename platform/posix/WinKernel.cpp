@@ -203,7 +203,8 @@ DWORD WinErrorFromErrno(int err)
     case ENAMETOOLONG:
         return ERROR_FILENAME_EXCED_RANGE;
     case EFBIG:
-        return ERROR_FILE_TOO_LARGE;
+        // A file at its size limit has, to a writer, run out of space, as on a full disk.
+        return ERROR_DISK_FULL;
     case ELOOP:
         return ERROR_CANT_RESOLVE_FILENAME;
     case EIO:

@@ -15,6 +15,7 @@
 
 #include "TarnNames.h"
 #include "WinKernel.h"
+#include "WinObjects.h"
 
 namespace {
 
@@ -205,7 +206,7 @@ DWORD MakeFullWindowsName(const char* text, WindowsName& name)
 
     for (size_t i = restStart; i < s.size(); ++i) {
         const unsigned char c = static_cast<unsigned char>(s[i]);
-        if (c < 32 || strchr(":<>\"|", c))
+        if (c < 32 || c == ':' || c == '<' || c == '>' || c == '"' || c == '|')
             return ERROR_INVALID_NAME;
     }
 
@@ -320,6 +321,24 @@ unsigned NextSpecial(const unsigned char* s, size_t& i)
     while (s[i] && !weights.special[s[i]])
         ++i;
     return weights.special[s[i]];
+}
+
+}
+
+namespace TarnPosix {
+
+DWORD PosixNameOf(LPCSTR windowsName, std::string& posix)
+{
+    WindowsName name;
+    DWORD error = MakeFullWindowsName(windowsName, name);
+    if (error == ERROR_SUCCESS)
+        error = WindowsNameToPosix(name, posix);
+    return error;
+}
+
+DWORD MissingNameError(const std::string& posix)
+{
+    return MissingError(posix);
 }
 
 }

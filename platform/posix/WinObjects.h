@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <string>
 
 #include "WinTypes.h"
 
@@ -14,7 +15,7 @@ namespace TarnPosix {
 // does every call that is using the object, so CloseHandle during a wait is harmless.
 class AHandleObject {
 public:
-    enum EKind { eEvent, eThread, eWindow };
+    enum EKind { eEvent, eThread, eWindow, eFile };
 
     explicit AHandleObject(EKind kind) : kind(kind) {}
     virtual ~AHandleObject() = default;
@@ -202,5 +203,13 @@ void DiscardMessageQueue(TThreadObject* thread);
 
 // Milliseconds from now on the monotonic clock, for pthread_cond_timedwait.
 struct timespec DeadlineAfter(DWORD milliseconds);
+
+// The host's name of a Windows name, made full as ConvertWindowsToPosixName does; the error
+// of that call, or ERROR_SUCCESS. May throw std::bad_alloc.
+DWORD PosixNameOf(LPCSTR windowsName, std::string& posix);
+
+// Why a host name is missing: ERROR_FILE_NOT_FOUND, or ERROR_PATH_NOT_FOUND when a directory
+// on the way is missing.
+DWORD MissingNameError(const std::string& posix);
 
 }

@@ -16,6 +16,23 @@
 #include "CommonTarnExport.h"
 #include "text/TextString.h"
 
+// The low N bytes of bits in little-endian order, and back: the byte order of every typed
+// value that the library writes, to memory streams and to files alike.
+template <unsigned N>
+inline void StoreLittleEndian(unsigned char* bytes, uint64_t bits)
+{
+    for (unsigned i = 0; i < N; ++i)
+        bytes[i] = static_cast<unsigned char>(bits >> (8 * i));
+}
+template <unsigned N>
+inline uint64_t LoadLittleEndian(const unsigned char* bytes)
+{
+    uint64_t bits = 0;
+    for (unsigned i = 0; i < N; ++i)
+        bits |= static_cast<uint64_t>(bytes[i]) << (8 * i);
+    return bits;
+}
+
 class COMMONTARN_API TMemoryStream {
 public:
     // The least growth step of an owned stream, and the step of the default constructor.
@@ -144,8 +161,7 @@ private:
     void PutLE(uint64_t bits)
     {
         unsigned char bytes[N];
-        for (unsigned i = 0; i < N; ++i)
-            bytes[i] = static_cast<unsigned char>(bits >> (8 * i));
+        StoreLittleEndian<N>(bytes, bits);
         if (Fits(N)) {
             std::memcpy(current, bytes, N);
             current += N;
@@ -163,10 +179,7 @@ private:
         } else {
             Get(bytes, N);
         }
-        uint64_t bits = 0;
-        for (unsigned i = 0; i < N; ++i)
-            bits |= static_cast<uint64_t>(bytes[i]) << (8 * i);
-        return bits;
+        return LoadLittleEndian<N>(bytes);
     }
 
     unsigned int growStep;  // at least kMinGrowStep when owned, 0 when borrowed
