@@ -195,8 +195,14 @@ public:
     unsigned long GetAsPathList(TList<StringItem<TListElement>>& list);
     void BuildFromPathList(const TList<StringItem<TListElement>>& list);
 
-    // The file operations, which rest on TFile.
+    // Reads the whole file and builds the tree from it; the file name of the configuration
+    // stays. A file that cannot be read (missing, unreadable, no memory) leaves the tree as it
+    // was, and throws only in eThrowOnLoadFailure mode: a char*, the address of an empty text.
+    // An empty name does nothing. With eFileTimeStamp the cursor ends in the group __System,
+    // made if missing, and HasWrongFileTime tells whether the stamp there differs from the
+    // file's last-write time.
     void Load(const TFileName& file);
+    // The file operations still to come with the file system operations of TFile.
     void Save(const TFileName& file, int throwOnError);
     void SaveAsPathList(const TFileName& file);
     void LoadFromPathList(const TFileName& file);

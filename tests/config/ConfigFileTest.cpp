@@ -1,6 +1,8 @@
-// The file form in memory: the writer's exact bytes, the reader's meaning of odd input, the
-// path list, and reading that runs out of memory.
+// The file form: the writer's exact bytes, the reader's meaning of odd input, the path list,
+// loading from files, and reading that runs out of memory.
 #include "ConfigTestSupport.h"
+
+#include "../files/FileTestSupport.h"
 
 #include <vector>
 
@@ -140,4 +142,76 @@ TEST(ConfigFile, ReadingThatRunsOutOfMemoryChangesNothing)
     }
     EXPECT_GT(failures, 10u);
     EXPECT_EQ(input, Block(config));
+}
+
+TEST(ConfigFile, LoadFromAFile)
+{
+    const Scratch scratch;
+    const std::string example = Crlf("Prefs\n{\n\tWidth=640\n\tSub\n\t{\n\t\tRatio=1.5\n\t}\n}\n");
+    scratch.Put("prefs.cfg", example);
+    scratch.Put("empty.cfg", "");
+    scratch.Put("stamped.cfg", Crlf("P\n{\n\t__System\n\t{\n\t\tconfig=0011223344556677\n\t}\n}\n"));
+
+    TConfig config("X", scratch("prefs.cfg"), 0);
+    EXPECT_EQ(example, Block(config));
+    EXPECT_STREQ(scratch("prefs.cfg").c_str(), config.GetFileName().c_str());
+    config.Load(scratch("missing.cfg"));
+    config.Load(scratch("."));  // a directory
+    config.Load(TFileName());
+    EXPECT_EQ(example, Block(config)) << "what cannot be read changes nothing";
+    config.Load(scratch("empty.cfg"));
+    EXPECT_EQ(Crlf("Prefs\n{\n}\n"), Block(config));
+
+    const TConfig::Mode strict = TConfig::eThrowOnLoadFailure;
+    try {
+        TConfig failing("F", scratch("missing.cfg"), 0, strict);
+        ADD_FAILURE() << "no throw";
+    } catch (char* text) {
+        EXPECT_STREQ("", text);
+    }
+    TConfig quiet("Q", strict);
+    EXPECT_NO_THROW(quiet.Load(TFileName()));
+    EXPECT_NO_THROW(quiet.Load(scratch("empty.cfg")));
+
+    // The stamp in a file that this library did not save does not match its time; a file
+    // without one gets the group __System, where the cursor stays.
+    for (const char* title : {"stamped.cfg", "prefs.cfg"}) {
+        TConfig stamped("S", scratch(title), 0, TConfig::eFileTimeStamp);
+        EXPECT_EQ(1, stamped.HasWrongFileTime()) << title;
+        EXPECT_STREQ("__System", stamped.GetCurrentKey()->GetName().c_str());
+        EXPECT_EQ(stamped.GetRoot(), stamped.GetCurrentKey()->GetParent());
+    }
+}
+
+// Loading fails at every allocation in turn, on either heap: the tree stays as it was,
+// nothing leaks, and in eThrowOnLoadFailure mode the failure arrives as the empty text.
+TEST(ConfigFile, LoadThatRunsOutOfMemoryChangesNothing)
+{
+    const Scratch scratch;
+    scratch.Put("new.cfg", Crlf("New\n{\n\ta=1\n\tG\n\t{\n\t\tb=2\n\t}\n}\n"));
+    for (NH_Heap* heap : {_stringHeap, &NH_Heap::Default()}) {
+        TConfig config("Old", TConfig::eThrowOnLoadFailure);
+        config.SetValue(7, "x");
+        const std::string before = Block(config);
+        const TFileName file = scratch("new.cfg");
+        const unsigned long strings = _stringHeap->GetBlocksInUse();
+        const unsigned long blocks = NH_Heap::Default().GetBlocksInUse();
+        unsigned long failures = 0;
+        for (unsigned long n = 1; failures == n - 1; ++n) {
+            heap->FailAllocation(n);
+            try {
+                config.Load(file);
+            } catch (char*) {
+                ++failures;
+            }
+            heap->FailAllocation(0);
+            if (failures < n)
+                break;
+            ASSERT_EQ(before, Block(config)) << "allocation " << n;
+            ASSERT_EQ(strings, _stringHeap->GetBlocksInUse());
+            ASSERT_EQ(blocks, NH_Heap::Default().GetBlocksInUse());
+        }
+        EXPECT_GT(failures, 0u);
+        EXPECT_EQ(Crlf("New\n{\n\ta=1\n\tG\n\t{\n\t\tb=2\n\t}\n}\n"), Block(config));
+    }
 }
