@@ -34,7 +34,8 @@ extern "C" {
 // fits, or the name ends in a separator), ERROR_PATH_NOT_FOUND (the directory is missing, or
 // the name is null or empty), ERROR_DIRECTORY (the directory is a file),
 // ERROR_FILENAME_EXCED_RANGE (a name of MAX_PATH characters or more), ERROR_INVALID_NAME
-// (wildcards before the last part, characters Windows forbids), ERROR_ACCESS_DENIED.
+// (wildcards before the last part, characters Windows forbids), ERROR_ACCESS_DENIED,
+// ERROR_INVALID_PARAMETER (no place for the data).
 COMMONTARN_API HANDLE FindFirstFileA(LPCSTR lpFileName, LPWIN32_FIND_DATAA lpFindFileData);
 // The next entry, or FALSE with ERROR_NO_MORE_FILES. Entries that vanish during the search
 // are passed over.
