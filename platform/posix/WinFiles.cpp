@@ -601,8 +601,6 @@ HANDLE CreateFileNoThrow(LPCSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShare
         error = ERROR_ACCESS_DENIED;  // never a device's name
     else if (!created && regular && ReadOnlyMode(info.st_mode) && ((access & (eWrite | eDelete)) || overwrites))
         error = ERROR_ACCESS_DENIED;
-    else if (overwrites && regular && handle->hidden && !(dwFlagsAndAttributes & FILE_ATTRIBUTE_HIDDEN))
-        error = ERROR_ACCESS_DENIED;  // Windows replaces a hidden file only when told it is one
     if (error != ERROR_SUCCESS) {
         SetLastError(error);
         return INVALID_HANDLE_VALUE;

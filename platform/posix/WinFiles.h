@@ -114,15 +114,16 @@ extern "C" {
 // access 0 meets no conflict. (Two processes that open in conflict at the same moment may
 // both fail.) Failures: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a directory on the way
 // is missing, or an empty name), ERROR_FILE_EXISTS (CREATE_NEW), ERROR_ACCESS_DENIED (a
-// directory, a read-only file opened for writing, replaced or to be deleted, a hidden file
-// replaced without FILE_ATTRIBUTE_HIDDEN, a file whose deletion is pending, no permission),
+// directory, a read-only file opened for writing, replaced or to be deleted, a file whose
+// deletion is pending, no permission),
 // ERROR_INVALID_NAME (wildcards, a file name ending in a separator),
 // ERROR_FILENAME_EXCED_RANGE (MAX_PATH characters or more), ERROR_INVALID_PARAMETER (a
 // disposition that is no such, an access beyond GENERIC_READ and GENERIC_WRITE).
 // CREATE_ALWAYS and OPEN_ALWAYS on an existing file succeed and set ERROR_ALREADY_EXISTS;
 // other successes set ERROR_SUCCESS. FILE_ATTRIBUTE_READONLY makes a new or replaced file
 // read-only; hidden is only a leading dot in the name here, and the other attributes are
-// not kept. FILE_FLAG_DELETE_ON_CLOSE gives delete access, and the name goes at the last
+// not kept. A dot file may be replaced without FILE_ATTRIBUTE_HIDDEN, which Windows would
+// refuse for a hidden file: on Linux dot files are everyday files. FILE_FLAG_DELETE_ON_CLOSE gives delete access, and the name goes at the last
 // close of the file's handles in this process; device names are never deleted.
 // FILE_FLAG_NO_BUFFERING: direct I/O where the file system has it; either way reads and
 // writes must have offsets, counts and buffer addresses that are multiples of 512, or fail
